@@ -1,0 +1,77 @@
+// In-memory streams, for hosts and tests: an output stream over a growable buffer and
+// an input stream over a byte range.
+#ifndef ZUBJEX_PLATFORM_MEMORY_STREAMS_H_
+#define ZUBJEX_PLATFORM_MEMORY_STREAMS_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "platform/export.h"
+#include "platform/streams.h"
+
+// Collects written bytes. The buffer grows geometrically and is kept by Clear, so
+// writes of a few bytes allocate nothing once it has grown. Not thread-safe.
+class ZUBPLATFORM_EXPORT btkMemOStream : public btkOStream {
+ public:
+  btkMemOStream() = default;
+  ~btkMemOStream() override;
+  btkMemOStream(const btkMemOStream&) = delete;
+  btkMemOStream& operator=(const btkMemOStream&) = delete;
+
+  size_t Write(const void* data, size_t count) final {
+    if (count == 0) return 0;
+    if (count > capacity_ - size_) Grow(count);
+    std::memcpy(data_ + size_, data, count);
+    size_ += count;
+    return count;
+  }
+
+  const uint8_t* data() const { return data_; }
+  size_t size() const { return size_; }
+  std::string str() const { return std::string(reinterpret_cast<const char*>(data_), size_); }
+  // Forgets the bytes written; keeps the buffer.
+  void Clear() { size_ = 0; }
+
+ private:
+  void Grow(size_t more);
+  uint8_t* data_ = nullptr;
+  size_t size_ = 0;
+  size_t capacity_ = 0;
+};
+
+// Reads from a byte range that the caller keeps alive and unchanged while the stream
+// is used. A read past the end raises a zubXException "unexpected end of stream" and
+// consumes nothing. Not thread-safe.
+class ZUBPLATFORM_EXPORT btkMemIStream : public btkIStream {
+ public:
+  btkMemIStream(const void* data, size_t size)
+      : data_(static_cast<const uint8_t*>(data)), size_(size) {}
+  explicit btkMemIStream(const std::string& bytes) : btkMemIStream(bytes.data(), bytes.size()) {}
+
+  size_t Read(void* data, size_t count) final {
+    if (count > size_ - pos_) ThrowEndOfStream();
+    if (count == 0) return 0;
+    std::memcpy(data, data_ + pos_, count);
+    pos_ += count;
+    return count;
+  }
+
+  size_t position() const { return pos_; }
+  size_t remaining() const { return size_ - pos_; }
+  // Starts again over another range.
+  void Reset(const void* data, size_t size) {
+    data_ = static_cast<const uint8_t*>(data);
+    size_ = size;
+    pos_ = 0;
+  }
+
+ private:
+  [[noreturn]] static void ThrowEndOfStream();
+  const uint8_t* data_;
+  size_t size_;
+  size_t pos_ = 0;
+};
+
+#endif  // ZUBJEX_PLATFORM_MEMORY_STREAMS_H_

@@ -1,0 +1,26 @@
+// The runtime's type registry: types by name, and per type the data that other
+// libraries keep under a key (the "bins11n" descriptors, for instance).
+//
+// Registration is meant for start-up; lookups may run on any number of threads at once
+// and also concurrently with registration. Registered types and data are borrowed and
+// must outlive their use; the registry frees nothing.
+#ifndef ZUBJEX_PLATFORM_RTTI_REGISTRY_H_
+#define ZUBJEX_PLATFORM_RTTI_REGISTRY_H_
+
+#include "platform/export.h"
+#include "platform/xobject.h"
+
+// Registers `type` under its name (replacing a type of the same name).
+ZUBPLATFORM_EXPORT void zubRttiRegister(xrtti* type);
+// Stores `data` for the type name under `key` (replacing what was there); null removes it.
+// The type need not be registered with zubRttiRegister.
+ZUBPLATFORM_EXPORT void zubRttiSetUserData(const char* typeName, const char* key, void* data);
+
+// The data stored for the type name under the key, or null. Null arguments give null.
+ZUBPLATFORM_EXPORT void* zubRttiGetUserData(const char* typeName, const char* key);
+// The registered type of that name, or null.
+ZUBPLATFORM_EXPORT xrtti* zubRttiGetFromMap(const char* typeName);
+// The type of the variant value, named "any"; registered.
+ZUBPLATFORM_EXPORT xrtti* zubGetRtti_any();
+
+#endif  // ZUBJEX_PLATFORM_RTTI_REGISTRY_H_

@@ -1,0 +1,50 @@
+// The runtime's sequence objects: ordered, growable lists of strings or values.
+// Reference-counted objects (see xobject.h); a sequence is not locked: one thread
+// changes it at a time, and nobody reads it meanwhile.
+#ifndef ZUBJEX_PLATFORM_SEQUENCES_H_
+#define ZUBJEX_PLATFORM_SEQUENCES_H_
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/export.h"
+#include "platform/xany.h"
+#include "platform/xobject.h"
+#include "platform/xstring.h"
+
+// A list of xstrings; type name "xstringsequence".
+class ZUBPLATFORM_EXPORT xstringsequence : public xobject {
+  XOBJECT_DECLARE_RTTI(ZUBPLATFORM_EXPORT)
+ public:
+  // A new empty sequence with no reference yet.
+  static xstringsequence* create() { return new xstringsequence(); }
+  // The object as a string sequence, or null when it is none (or null).
+  static xstringsequence* softcast(xobject* o);
+
+  virtual int32_t getCount() const { return static_cast<int32_t>(items_.size()); }
+  // A copy of the element at `index` (from 0); the nil string outside the range.
+  virtual xstring getAt(int32_t index) const;
+  // Appends a copy.
+  virtual void append(const xstring& s) { items_.push_back(s); }
+
+ private:
+  std::vector<xstring> items_;
+};
+
+// A list of xany values; type name "xanysequence".
+class ZUBPLATFORM_EXPORT xanysequence : public xobject {
+  XOBJECT_DECLARE_RTTI(ZUBPLATFORM_EXPORT)
+ public:
+  static xanysequence* create() { return new xanysequence(); }
+  static xanysequence* softcast(xobject* o);
+
+  virtual int32_t getCount() const { return static_cast<int32_t>(items_.size()); }
+  // A copy of the element at `index` (from 0); the nil value outside the range.
+  virtual xany getAt(int32_t index) const;
+  virtual void append(const xany& v) { items_.push_back(v); }
+
+ private:
+  std::vector<xany> items_;
+};
+
+#endif  // ZUBJEX_PLATFORM_SEQUENCES_H_

@@ -1,0 +1,3 @@
+#include "platform/streams.h"
+
+btkStreamBase::~btkStreamBase() = default;

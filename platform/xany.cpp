@@ -1,0 +1,217 @@
+#include "platform/xany.h"
+
+#include <cstdio>
+#include <utility>
+
+#include "platform/abort.h"
+
+namespace {
+
+void AbortConversion(const char* typeName) {
+  char message[64];
+  std::snprintf(message, sizeof message, "Can not convert xany to %s.", typeName);
+  btkAbort(message, 0, nullptr, 0);
+}
+
+}  // namespace
+
+xany::xany(const xany& other) : kind_(xany_uninit) { CopyFrom(other); }
+
+xany::xany(xany&& other) noexcept : kind_(other.kind_), u_(other.u_) {
+  other.kind_ = xany_uninit;
+  other.u_.l = 0;
+}
+
+xany& xany::operator=(const xany& other) {
+  if (this != &other) {
+    xany copy(other);
+    *this = std::move(copy);
+  }
+  return *this;
+}
+
+xany& xany::operator=(xany&& other) noexcept {
+  if (this != &other) {
+    Clear();
+    kind_ = other.kind_;
+    u_ = other.u_;
+    other.kind_ = xany_uninit;
+    other.u_.l = 0;
+  }
+  return *this;
+}
+
+const xany& xany::Nil() {
+  static const xany nil = [] {
+    xany v;
+    v.kind_ = xany_nil;
+    return v;
+  }();
+  return nil;
+}
+
+const xany& xany::Uninit() {
+  static const xany uninit;
+  return uninit;
+}
+
+xany xany::Enum(xint v) {
+  xany a;
+  a.kind_ = xany_enum;
+  a.u_.l = v;
+  return a;
+}
+
+void xany::Clear() {
+  if (kind_ == xany_string) {
+    __xstring_c c{u_.s, nullptr, nullptr};
+    xstrunlock_c(c);
+  } else if (kind_ == xany_object) {
+    xrcrelease_c(u_.o);
+  }
+  kind_ = xany_uninit;
+  u_.l = 0;
+}
+
+void xany::CopyFrom(const xany& other) {
+  Clear();
+  kind_ = other.kind_;
+  u_ = other.u_;
+  if (kind_ == xany_string) {
+    u_.s->Lock();
+  } else if (kind_ == xany_object) {
+    xrcattach(u_.o);
+  }
+}
+
+xany& xany::operator=(xint v) {
+  Clear();
+  kind_ = v == XINT_NIL ? xany_nil : xany_int;
+  u_.l = v;
+  return *this;
+}
+
+xany& xany::operator=(xlong v) {
+  Clear();
+  kind_ = v == XLONG_NIL ? xany_nil : xany_long;
+  u_.l = v;
+  return *this;
+}
+
+xany& xany::operator=(xbyte v) {
+  Clear();
+  kind_ = v == XBYTE_NIL ? xany_nil : xany_byte;
+  u_.l = v;
+  return *this;
+}
+
+xany& xany::operator=(xshort v) {
+  Clear();
+  kind_ = v == XSHORT_NIL ? xany_nil : xany_short;
+  u_.l = v;
+  return *this;
+}
+
+xany& xany::operator=(xbool v) {
+  Clear();
+  kind_ = v == XBOOL_NIL ? xany_nil : v == XBOOL_UNINIT ? xany_uninit : xany_bool;
+  u_.l = v;
+  return *this;
+}
+
+xany& xany::operator=(xreal v) {
+  Clear();
+  kind_ = v == XREAL_NIL ? xany_nil : v == XREAL_UNINIT ? xany_uninit : xany_real;
+  u_.r = v;
+  return *this;
+}
+
+xany& xany::operator=(const xstring& v) {
+  if (v.IsNil() || v.IsUninit()) {
+    Clear();
+    kind_ = v.IsNil() ? xany_nil : xany_uninit;
+    return *this;
+  }
+  __xstring_c c = v.getxstring_c();  // our own lock, taken before the old value goes
+  Clear();
+  kind_ = xany_string;
+  u_.s = c.buffer;
+  return *this;
+}
+
+xany& xany::operator=(xobject* v) {
+  if (v == XOBJECT_NIL || v == XOBJECT_UNINIT) {
+    Clear();
+    kind_ = v == XOBJECT_NIL ? xany_nil : xany_uninit;
+    return *this;
+  }
+  xrcattach(v);  // before the old value goes: it may be the only holder of v
+  Clear();
+  kind_ = xany_object;
+  u_.o = v;
+  return *this;
+}
+
+template <class T>
+T xany::Convert(__xanykind kind, T nil, T uninit, const char* typeName) const {
+  if (kind_ == xany_nil) return nil;
+  if (kind_ == xany_uninit) return uninit;
+  if (kind_ != kind) AbortConversion(typeName);
+  return static_cast<T>(u_.l);
+}
+
+xint xany::toInt() const {
+  if (kind_ == xany_enum) return static_cast<xint>(u_.l);
+  return Convert<xint>(xany_int, XINT_NIL, XINT_UNINIT, "xint");
+}
+
+xlong xany::toLong() const {
+  if (kind_ == xany_enum) return static_cast<xlong>(static_cast<xint>(u_.l));
+  return Convert<xlong>(xany_long, XLONG_NIL, XLONG_UNINIT, "xlong");
+}
+
+xbyte xany::toByte() const { return Convert<xbyte>(xany_byte, XBYTE_NIL, XBYTE_UNINIT, "xbyte"); }
+
+xshort xany::toShort() const {
+  return Convert<xshort>(xany_short, XSHORT_NIL, XSHORT_UNINIT, "xshort");
+}
+
+xbool xany::toBool() const { return Convert<xbool>(xany_bool, XBOOL_NIL, XBOOL_UNINIT, "xbool"); }
+
+xreal xany::toReal() const {
+  if (kind_ == xany_nil) return XREAL_NIL;
+  if (kind_ == xany_uninit) return XREAL_UNINIT;
+  if (kind_ != xany_real) AbortConversion("xreal");
+  return u_.r;
+}
+
+xstring xany::toString() const {
+  if (kind_ == xany_nil) return xstring::Nil();
+  if (kind_ == xany_uninit) return xstring::Uninit();
+  if (kind_ != xany_string) AbortConversion("xstring");
+  return xstring(__xstring_c{u_.s, nullptr, nullptr}, true);
+}
+
+xobject* xany::toObject() const {
+  if (kind_ == xany_nil) return XOBJECT_NIL;
+  if (kind_ == xany_uninit) return XOBJECT_UNINIT;
+  if (kind_ != xany_object) AbortConversion("xobject");
+  return u_.o;
+}
+
+bool xany::operator==(const xany& other) const {
+  if (kind_ != other.kind_) return false;
+  switch (kind_) {
+    case xany_uninit:
+    case xany_nil:
+      return true;
+    case xany_real:
+      return u_.r == other.u_.r;
+    case xany_string:
+      return toString() == other.toString();
+    case xany_object:
+      return u_.o == other.u_.o;
+    default:
+      return u_.l == other.u_.l;
+  }
+}

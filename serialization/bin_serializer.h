@@ -1,0 +1,120 @@
+// The "bins11n" binary encoding: fixed-width little-endian primitives, size-prefixed
+// strings, tagged values and objects by type name.
+//
+// Wire grammar (every multi-byte number little-endian, nothing padded or aligned):
+//   bool, byte      1 byte, unchanged
+//   short/int/long  2/4/8 bytes, two's complement
+//   real            8 bytes, IEEE 754 binary64
+//   string          width (01|02|04), size in that many bytes, then the size bytes of
+//                   the narrow text; size 0 reads back as the nil string
+//   any             kind byte (0..10, no 9), then the kind's content (none for 0 and 1)
+//   object          null flag (01 null, 00 present); if present: type name (string),
+//                   the descriptor's contents, then the listener's data
+#ifndef ZUBJEX_SERIALIZATION_BIN_SERIALIZER_H_
+#define ZUBJEX_SERIALIZATION_BIN_SERIALIZER_H_
+
+#include <cstdint>
+
+#include "platform/streams.h"
+#include "serialization/export.h"
+#include "serialization/serializer.h"
+
+// Called after every non-null object that a zubBinSerializer writes (nested objects
+// before their containers); may write more fields. Borrowed by the serializer.
+class ZUBJEX_EXPORT zubBinSerializerListener {
+ public:
+  virtual void onPostObjectWrite(xobject* object, zubSerializer* serializer) = 0;
+
+ protected:
+  ~zubBinSerializerListener() = default;
+};
+
+// Called after every non-null object that a zubBinDeserializer reads; may read more
+// fields and may replace the object that the caller receives.
+class ZUBJEX_EXPORT zubBinDeserializerListener {
+ public:
+  virtual void onPostObjectRead(xobject*& object, zubDeserializer* deserializer) = 0;
+
+ protected:
+  ~zubBinDeserializerListener() = default;
+};
+
+// Writes "bins11n" to a stream: one Write per primitive, two per size prefix, one per
+// string body; no buffering, no allocation. Built on the stack for one message; one
+// thread at a time. The stream is borrowed and must not be null.
+class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
+ public:
+  // Raises a zubXException "invalid stream mode" when the stream's mode is not 1.
+  explicit zubBinSerializer(btkOStream* stream);
+
+  // Replaces the one listener slot; null removes the listener. Borrowed.
+  void registerListener(zubBinSerializerListener* listener) { listener_ = listener; }
+
+  void writeBool(unsigned char value) override;
+  void writeByte(signed char value) override;
+  void writeShort(short value) override;
+  void writeInt(int value) override;
+  void writeLong(int64_t value) override;
+  void writeReal(double value) override;
+  // Raises "unsupported string size" above 4294967295 bytes, writing nothing.
+  void writeString(xstring value) override;
+  // Raises "invalid type name" or "invalid rtti <type>" after the null flag.
+  void writeObject(xobject* object) override;
+  // Raises "invalid object kind" for the enum kind, after the tag byte.
+  void writeAny(xany value) override;
+
+ private:
+  template <class T>
+  void writePrimitive(T value) {
+    stream_->Write(&value, sizeof(T));
+  }
+  uint64_t writeStringSize(const xstring& s);
+  void writeString(const xstring& s, uint64_t size);
+
+  btkOStream* stream_;
+  zubBinSerializerListener* listener_;
+};
+
+// Reads "bins11n" from a stream. Hostile input never reads garbage or exhausts memory:
+// string bodies are allocated only as their bytes arrive (above a small size), and
+// objects nest at most kMaxObjectDepth deep. Built on the stack for one message; one
+// thread at a time. The stream is borrowed and must not be null.
+class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
+ public:
+  // Deepest nesting of objects inside objects that a reader accepts ("object nesting too
+  // deep" beyond it), so that hostile input cannot exhaust the stack.
+  static constexpr int kMaxObjectDepth = 64;
+
+  // Raises a zubXException "invalid stream mode" when the stream's mode is not 1.
+  explicit zubBinDeserializer(btkIStream* stream);
+
+  void registerListener(zubBinDeserializerListener* listener) { listener_ = listener; }
+
+  void readBool(unsigned char& value) override;
+  void readByte(signed char& value) override;
+  void readShort(short& value) override;
+  void readInt(int& value) override;
+  void readLong(int64_t& value) override;
+  void readReal(double& value) override;
+  // Raises "unsupported string size" for a width byte other than 01, 02, 04.
+  void readString(xstring& value) override;
+  // Raises "invalid type name" or "invalid rtti <type>"; descriptor errors pass through.
+  void readObject(xobject*& object) override;
+  // Raises "invalid object kind" for the tags 09 and 0B to FF.
+  void readAny(xany& value) override;
+
+ private:
+  template <class T>
+  void readPrimitive(T& value) {
+    stream_->Read(&value, sizeof(T));
+  }
+  uint64_t readStringSize();
+  void readString(xstring& s, uint64_t size);
+  xobject* createObject(xstring& typeName);
+
+  btkIStream* stream_;
+  zubBinDeserializerListener* listener_;
+  int depth_ = 0;
+};
+
+#endif  // ZUBJEX_SERIALIZATION_BIN_SERIALIZER_H_
