@@ -1,0 +1,180 @@
+#include "errors/message_service.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "errors/jex_exception.h"
+
+namespace {
+
+const xstring kNil;
+
+struct FormatCase {
+  const char* key;
+  std::vector<const char*> args;  // nullptr stands for the nil string
+  const char* expected;
+};
+
+std::string Format(zubMessageService* service, const FormatCase& c) {
+  xstring a[5];
+  for (size_t i = 0; i < c.args.size(); ++i) a[i] = xstring(c.args[i]);
+  return zubJexGetLocalizedMessage(service, c.key, a[0], a[1], a[2], a[3], a[4]).CastToCString();
+}
+
+const FormatCase kBuiltInCases[] = {
+    {"zubJEX_JEX_CLIENT_ERROR", {"boom"}, "JEX Client Error: boom."},
+    {"zubJEX_JEX_CLIENT_ERROR", {}, "JEX Client Error: %s."},
+    {"zubJEX_JEX_CLIENT_ERROR", {nullptr, "ignored"}, "JEX Client Error: %s."},
+    {"zubJEX_JEX_CLIENT_ERROR", {""}, "JEX Client Error: ."},
+    {"zubJEX_UNKNOWN_EXCEPTION", {}, "Unknown exception"},
+    {"zubJEX_INVALID_PROXY_DESCR", {"IFoo"}, "Invalid s11n descriptor for proxy of ZUB type IFoo"},
+    {"zubJEX_MISSING_S11N_DESCR", {"Foo"}, "Missing s11n descriptor for ZUB type Foo"},
+    {"zubJEX_INVALID_RESPONSE_KIND", {}, "Invalid JEX response kind"},
+    {"zubJEX_INVALID_RESPONSE_NAME", {}, "Invalid JEX response name"},
+    {"zubJEX_FAILED_GET_REQUEST", {}, "Failed to open JEX RPC call request stream"},
+    {"zubJEX_FAILED_GET_RESPONSE", {}, "Failed to open JEX RPC call response stream"},
+    {"zubJEX_FAILED_FINISH_CALL", {}, "Failed to finish writing JEX call request"},
+    {"zubJEX_FAILED_CREATE_CALL",
+     {"open", "Doc"},
+     "Failed to generate RPC call for method \"open\" of ZUB interface Doc"},
+    {"zubJEX_FAILED_CREATE_CALL",
+     {"open", nullptr, "Doc"},
+     "Failed to generate RPC call for method \"open\" of ZUB interface %s"},
+    {"zubJEX_VALUE_IN_VOID_METHOD_RESPONSE", {}, "JEX call to void method returned a value"},
+    {"zubJEX_MISSING_RETURN_VALUE",
+     {"xstring"},
+     "JEX call is expected to return a value of ZUB type xstring"},
+    {"zubJEX_NO_SUCH_KEY", {"a", "b"}, "zubJEX_NO_SUCH_KEY"},
+    {"zubJEX_NO_SUCH_KEY", {}, "zubJEX_NO_SUCH_KEY"},
+    {"", {}, ""},
+    {"zubJEX_MISSING_S11N_DESCR",
+     {"1", "2", "3", "4", "5"},
+     "Missing s11n descriptor for ZUB type 1"},
+};
+
+TEST(MessageServiceTest, BuiltInTextsWithTheirArguments) {
+  for (const FormatCase& c : kBuiltInCases) {
+    SCOPED_TRACE(c.key);
+    EXPECT_EQ(Format(nullptr, c), c.expected);
+    EXPECT_EQ(Format(zubBINgetDefaultMsgService(), c), c.expected);
+  }
+}
+
+xrchandle<xstringsequence> Sequence(int n) {
+  xrchandle<xstringsequence> s(xstringsequence::create());
+  for (int i = 0; i < n; ++i) s->append(xstring(std::to_string(i).c_str()));
+  return s;
+}
+
+TEST(MessageServiceTest, DirectCallHandlesEveryArgumentCount) {
+  zubMessageService* service = zubBINgetDefaultMsgService();
+  const xstring key("zubJEX_MISSING_S11N_DESCR");
+  EXPECT_EQ(std::string(service->getLocalizedMessage(key, Sequence(0)).CastToCString()),
+            "Missing s11n descriptor for ZUB type %s");
+  EXPECT_EQ(std::string(service->getLocalizedMessage(key, Sequence(5)).CastToCString()),
+            "Missing s11n descriptor for ZUB type 0");
+  EXPECT_EQ(std::string(service->getLocalizedMessage(key, Sequence(6)).CastToCString()),
+            "zubJEX_MISSING_S11N_DESCR");
+}
+
+TEST(MessageServiceTest, DefaultServiceIsOneInstanceAcrossThreads) {
+  std::vector<zubMessageService*> seen(4, nullptr);
+  std::vector<std::thread> threads;
+  for (size_t i = 0; i < seen.size(); ++i) {
+    threads.emplace_back([&seen, i] { seen[i] = zubBINgetDefaultMsgService(); });
+  }
+  for (std::thread& t : threads) t.join();
+  for (zubMessageService* s : seen) EXPECT_EQ(s, zubBINgetDefaultMsgService());
+}
+
+// A host's service that rewords one key, answers "" for one, and nil for the rest;
+// it records what reached it.
+class HostService : public zubMessageService {
+ public:
+  xstring getLocalizedMessage(xstring key, xrchandle<xstringsequence> args) override {
+    lastCount = args->getCount();
+    if (key == "zubJEX_FAILED_GET_REQUEST") return xstring("Anfrage gescheitert");
+    if (key == "zubJEX_MISSING_S11N_DESCR") return xstring("");
+    return xstring();
+  }
+  int32_t lastCount = -1;
+};
+
+TEST(MessageServiceTest, HostServiceRewordsOrFallsBackToBuiltIn) {
+  HostService host;
+  const FormatCase cases[] = {
+      {"zubJEX_FAILED_GET_REQUEST", {}, "Anfrage gescheitert"},
+      {"zubJEX_MISSING_S11N_DESCR", {"Foo"}, "Missing s11n descriptor for ZUB type Foo"},
+      {"zubJEX_INVALID_RESPONSE_KIND", {}, "Invalid JEX response kind"},
+      {"zubJEX_NOT_BUILT_IN", {"x"}, "zubJEX_NOT_BUILT_IN"},
+  };
+  for (const FormatCase& c : cases) {
+    SCOPED_TRACE(c.key);
+    EXPECT_EQ(Format(&host, c), c.expected);
+    EXPECT_EQ(host.lastCount, static_cast<int32_t>(c.args.size()));
+  }
+}
+
+TEST(MessageServiceTest, NilStopsTheArguments) {
+  HostService host;
+  zubJexGetLocalizedMessage(&host, "zubJEX_FAILED_GET_REQUEST", kNil, "b", "c");
+  EXPECT_EQ(host.lastCount, 0);
+  zubJexGetLocalizedMessage(&host, "zubJEX_FAILED_GET_REQUEST", "", "b", kNil, "d");
+  EXPECT_EQ(host.lastCount, 2);
+}
+
+// Answers nil for everything: with the built-in table also lacking the key, the
+// result is the key; the composed text is never nil.
+class NilService : public zubMessageService {
+ public:
+  xstring getLocalizedMessage(xstring, xrchandle<xstringsequence>) override { return xstring(); }
+};
+
+TEST(MessageServiceTest, NilKeyGivesEmptyTextNeverNil) {
+  NilService nil;
+  xstring text = zubJexGetLocalizedMessage(&nil, kNil);
+  EXPECT_FALSE(text.IsNil());
+  EXPECT_TRUE(text == "");
+  text = zubJexGetLocalizedMessage(nullptr, kNil);
+  EXPECT_FALSE(text.IsNil());
+}
+
+TEST(MessageServiceTest, CreateExceptionMessage) {
+  EXPECT_TRUE(zubJexCreateExceptionMessage(nullptr, xstring("lost"), "zubJEX_JEX_CLIENT_ERROR") ==
+              "JEX Client Error: lost.");
+  EXPECT_TRUE(zubJexCreateExceptionMessage(nullptr, kNil, "zubJEX_JEX_CLIENT_ERROR") ==
+              "JEX Client Error: %s.");
+  zubJEXException ex(xstring("Invalid JEX response kind"));
+  EXPECT_TRUE(zubJexCreateExceptionMessage(nullptr, &ex, "zubJEX_JEX_CLIENT_ERROR") ==
+              "JEX Client Error: Invalid JEX response kind.");
+  EXPECT_TRUE(ex.getMessage() == "Invalid JEX response kind");
+}
+
+TEST(MessageServiceTest, ThrowRaisesOwnedExceptionWithTheText) {
+  HostService host;
+  const struct {
+    zubMessageService* service;
+    const char* key;
+    const char* arg;
+    const char* expected;
+  } cases[] = {
+      {nullptr, "zubJEX_MISSING_RETURN_VALUE", "int",
+       "JEX call is expected to return a value of ZUB type int"},
+      {&host, "zubJEX_FAILED_GET_REQUEST", nullptr, "Anfrage gescheitert"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.key);
+    try {
+      zubJexThrowException(c.service, c.key, xstring(c.arg));
+      FAIL() << "no exception";
+    } catch (zubJEXException* e) {
+      EXPECT_EQ(std::string(e->getMessage().CastToCString()), c.expected);
+      delete e;
+    }
+  }
+}
+
+}  // namespace
