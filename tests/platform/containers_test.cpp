@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "platform/dictionaries.h"
+#include "platform/handles.h"
+#include "platform/sequences.h"
+#include "platform/string_map.h"
+#include "platform/xarray.h"
+
+namespace {
+
+TEST(StringMapTest, KeepsKeyOrderAndAddReplaces) {
+  btkStringMap<int> map;
+  for (const char* key : {"m", "b", "z", "a", "b"}) map.Add(key, static_cast<int>(key[0]));
+  map.Add("m", 1);
+  ASSERT_EQ(map.GetSize(), 4u);
+  std::string keys;
+  for (size_t i = 0; i < map.GetSize(); ++i) keys += map.GetKeyByIndex(i);
+  EXPECT_EQ(keys, "abmz");
+  int v = 0;
+  EXPECT_TRUE(map.Find("m", v));
+  EXPECT_EQ(v, 1);
+  EXPECT_FALSE(map.Find("q", v));
+  EXPECT_EQ(v, 1);  // untouched
+  EXPECT_TRUE(map.ContainsKey("z"));
+  map.Clear();
+  EXPECT_EQ(map.GetSize(), 0u);
+}
+
+TEST(StringMapTest, ComparisonIsCaseSensitive) {
+  btkStringMap<int> map;
+  map.Add("a", 1);
+  map.Add("A", 2);
+  EXPECT_EQ(map.GetSize(), 2u);
+  EXPECT_LT(Cmp_btkStrings("A", "a"), 0);
+}
+
+TEST(XArrayTest, AppendsContiguously) {
+  btkXArray<int*> array;
+  int a = 1, b = 2;
+  array.Append(&a);
+  array.Append(&b);
+  ASSERT_EQ(array.GetSize(), 2u);
+  EXPECT_EQ(*array.GetDataPtr()[1], 2);
+}
+
+class Probe : public xobject {
+ public:
+  explicit Probe(int* destroyed) : destroyed_(destroyed) {}
+  ~Probe() override { ++*destroyed_; }
+
+ private:
+  int* destroyed_;
+};
+
+class StaticProbe : public Probe {
+ public:
+  using Probe::Probe;
+  bool isRefCountable() const override { return false; }
+};
+
+TEST(HandleTest, LastReleaseFreesExactlyOnce) {
+  int destroyed = 0;
+  {
+    xrchandle<xobject> a(new Probe(&destroyed));
+    xrchandle<xobject> b = a;
+    xrcunihandle<xobject> c(a.get());
+    a.reset();
+    b = xrchandle<xobject>();
+    EXPECT_EQ(destroyed, 0);
+  }
+  EXPECT_EQ(destroyed, 1);
+}
+
+TEST(HandleTest, UniHandleLeavesStaticObjectsAlone) {
+  int destroyed = 0;
+  StaticProbe probe(&destroyed);
+  { xrcunihandle<xobject> h(&probe); }
+  EXPECT_EQ(probe.refCount(), 0);
+  EXPECT_EQ(destroyed, 0);
+}
+
+TEST(HandleTest, DisposeFreesOnlyUnreferencedObjects) {
+  int destroyed = 0;
+  xobject* fresh = new Probe(&destroyed);
+  xrcdisposeUnreferenced(fresh);
+  EXPECT_EQ(destroyed, 1);
+  xrchandle<xobject> held(new Probe(&destroyed));
+  xrcdisposeUnreferenced(held.get());
+  EXPECT_EQ(destroyed, 1);
+}
+
+TEST(SequenceTest, CreateAppendAndSoftcast) {
+  xrchandle<xanysequence> values(xanysequence::create());
+  values->append(xint{1});
+  values->append(xstring("two"));
+  EXPECT_EQ(values->getCount(), 2);
+  EXPECT_EQ(values->getAt(0).toInt(), 1);
+  EXPECT_TRUE(values->getAt(5).isnil());
+  EXPECT_EQ(xanysequence::softcast(values.get()), values.get());
+  EXPECT_EQ(xstringsequence::softcast(values.get()), nullptr);
+  EXPECT_EQ(xstringsequence::softcast(XOBJECT_UNINIT), nullptr);
+  EXPECT_TRUE(values->getZubTypeName() == "xanysequence");
+}
+
+TEST(DictionaryTest, LookupReportsPresence) {
+  xrchandle<xstringdictionary> d(xstringdictionary::create());
+  d->insert("k", "v");
+  xstring out("untouched");
+  EXPECT_FALSE(d->lookup("x", out));
+  EXPECT_TRUE(out == "untouched");
+  EXPECT_TRUE(d->lookup("k", out));
+  EXPECT_TRUE(out == "v");
+  xtsdictionary<int> t;
+  t.insert("a", 3);
+  int v = 0;
+  EXPECT_TRUE(t.lookup("a", v));
+  EXPECT_EQ(v, 3);
+}
+
+}  // namespace
