@@ -1,0 +1,174 @@
+#include "messages/jex_serializer.h"
+
+#include <cstdint>
+#include <utility>
+
+#include "messages/proxy_listeners.h"
+#include "platform/exceptions.h"
+#include "platform/handles.h"
+#include "platform/rtti_registry.h"
+#include "platform/sequences.h"
+#include "serialization/bin_serializer.h"
+
+namespace {
+
+constexpr unsigned char kEndByte = 0x0A;
+
+// Runs `body`; a framework exception that escapes it is raised again as a
+// zubXSerialization with `text` and the exception as its cause.
+template <class Body>
+void WrapFailures(const char* text, Body&& body) {
+  try {
+    body();
+  } catch (xthrowable* thrown) {
+    xrcunihandle<xthrowable> caught = xadoptThrown(thrown);
+    zubXSerialization::Throw(text, xrchandle<zubXException>(zubXException::softcast(caught.get())));
+  }
+}
+
+xstring ReturnTypeName(const xrtti* returnType) {
+  return returnType != nullptr ? returnType->getName() : xstring();
+}
+
+xrtti* ReturnTypeByName(const xstring& name) {
+  return name.IsNil() ? nullptr : zubRttiGetFromMap(name.CastToCString());
+}
+
+void ReadTag(zubBinDeserializer& in, const xstring& expected, const char* mismatch) {
+  xstring tag;
+  in.readString(tag);
+  if (tag != expected) xthrowException(mismatch);  // nil equals no tag
+}
+
+// The object in a value that must hold a sequence object or nil. Any other kind is
+// refused before it is converted (converting it would end the process).
+xobject* SequenceObject(const xany& value, const char* refusal) {
+  const __xanykind kind = value.getKind();
+  if (kind != xany_nil && kind != xany_object) xthrowException(refusal);
+  return value.toObject();
+}
+
+void WriteByte(btkOStream* stream, unsigned char byte) { stream->Write(&byte, 1); }
+
+unsigned char ReadByte(btkIStream* stream) {
+  unsigned char byte = 0;
+  stream->Read(&byte, 1);
+  return byte;
+}
+
+}  // namespace
+
+zubJEXSerializer::zubJEXSerializer()
+    : objectTag("JEXObject"), callTag("JEXCall"), responseTag("JEXResponse") {}
+
+zubJEXSerializer* zubJEXSerializer::getInstance() {
+  static zubJEXSerializer* const instance = new zubJEXSerializer();
+  return instance;
+}
+
+void zubJEXSerializer::writeCall(btkOStream* stream, zubJexCall& call, zubJexProxyMap* proxyMap) {
+  WrapFailures("failed to write a call", [&] {
+    zubBinSerializer out(stream);
+    zubJEXSerializerObjectListener listener(proxyMap);
+    out.registerListener(&listener);
+    out.writeString(callTag);
+    out.writeString(call.getName());
+    out.writeString(ReturnTypeName(call.getReturnType()));
+    out.writeAny(xany(static_cast<xobject*>(call.getParamNames().get())));
+    out.writeAny(xany(static_cast<xobject*>(call.getParamValues().get())));
+    WriteByte(stream, call.getIsAsync() ? 1 : 0);
+    WriteByte(stream, kEndByte);
+  });
+}
+
+void zubJEXSerializer::readCall(btkIStream* stream, zubJexCall& call, zubJexProxyMap* proxyMap,
+                                xstring serverUrl) {
+  WrapFailures("failed to read a call", [&] {
+    zubBinDeserializer in(stream);
+    zubJEXDeserializerObjectListener listener(proxyMap, std::move(serverUrl));
+    in.registerListener(&listener);
+    ReadTag(in, callTag, "invalid call format");
+    xstring name;
+    in.readString(name);
+    xstring returnTypeName;
+    in.readString(returnTypeName);
+    xany names;
+    in.readAny(names);
+    xobject* namesObject = SequenceObject(names, "invalid parameter names");
+    xany values;
+    in.readAny(values);
+    xobject* valuesObject = SequenceObject(values, "invalid parameter values");
+    const unsigned char isAsync = ReadByte(stream);
+    ReadByte(stream);  // the end byte, not examined
+
+    call.setName(std::move(name));
+    call.setReturnType(ReturnTypeByName(returnTypeName));
+    call.setParamNames(xrchandle<xstringsequence>(xstringsequence::softcast(namesObject)));
+    call.setParamValues(xrchandle<xanysequence>(xanysequence::softcast(valuesObject)));
+    call.setIsAsync(isAsync != 0);
+  });
+}
+
+void zubJEXSerializer::writeResponse(btkOStream* stream, zubJexResponse& response,
+                                     zubJexProxyMap* proxyMap) {
+  WrapFailures("failed to write a response", [&] {
+    zubBinSerializer out(stream);
+    zubJEXSerializerObjectListener listener(proxyMap);
+    out.registerListener(&listener);
+    out.writeString(responseTag);
+    out.writeString(response.getName());
+    const int32_t kind = response.getKind();
+    stream->Write(&kind, sizeof kind);
+    out.writeString(ReturnTypeName(response.getReturnType()));
+    out.writeAny(response.getObject());
+    out.writeString(response.getFaultCode());
+    out.writeString(response.getFaultString());
+    WriteByte(stream, kEndByte);
+  });
+}
+
+void zubJEXSerializer::readResponse(btkIStream* stream, zubJexResponse& response,
+                                    zubJexProxyMap* proxyMap, xstring serverUrl) {
+  WrapFailures("failed to read a response", [&] {
+    zubBinDeserializer in(stream);
+    zubJEXDeserializerObjectListener listener(proxyMap, std::move(serverUrl));
+    in.registerListener(&listener);
+    ReadTag(in, responseTag, "invalid response format");
+    xstring name;
+    in.readString(name);
+    int32_t kind = 0;
+    stream->Read(&kind, sizeof kind);
+    xstring returnTypeName;
+    in.readString(returnTypeName);
+    xany object;
+    in.readAny(object);
+    xstring faultCode;
+    in.readString(faultCode);
+    xstring faultString;
+    in.readString(faultString);
+    ReadByte(stream);  // the end byte, not examined
+
+    response.setName(std::move(name));
+    response.setKind(static_cast<zubJexResponseKind>(kind));
+    response.setReturnType(ReturnTypeByName(returnTypeName));
+    response.setObject(std::move(object));
+    response.setFaultCode(std::move(faultCode));
+    response.setFaultString(std::move(faultString));
+  });
+}
+
+void zubJEXSerializer::writeObject(btkOStream* stream, xany& value) {
+  WrapFailures("failed to write an object", [&] {
+    zubBinSerializer out(stream);
+    out.writeString(objectTag);
+    out.writeAny(value);
+  });
+}
+
+void zubJEXSerializer::readObject(btkIStream* stream, xany& value) {
+  WrapFailures("failed to read an object.", [&] {
+    zubBinDeserializer in(stream);
+    ReadTag(in, objectTag, "invalid object format");
+    in.readAny(value);
+  });
+}
