@@ -35,6 +35,10 @@ class ZUBPLATFORM_EXPORT zubXException : public xthrowable {
   // The object as a zubXException, or null when it is none (or null).
   static zubXException* softcast(xobject* o);
 
+ protected:
+  // For exception types that are created empty and filled afterwards (when read).
+  void setDescription(const xstring& description) { description_ = description; }
+
  private:
   xstring description_;
   xrchandle<zubXException> cause_;

@@ -62,12 +62,28 @@ xrtti* zubRttiGetFromMap(const char* typeName) {
   return e == r.entries.end() ? nullptr : e->second.type;
 }
 
-xrtti* zubGetRtti_any() {
-  static xrttiobject* any = [] {
-    auto* r = new xrttiobject();
-    initializeRttiObject(r, "any", 0, 0, nullptr);
-    zubRttiRegister(r);
-    return r;
-  }();
-  return any;
+namespace {
+
+xrttiobject* MakeRegisteredType(const char* name) {
+  auto* r = new xrttiobject();
+  initializeRttiObject(r, name, 0, 0, nullptr);
+  zubRttiRegister(r);
+  return r;
 }
+
+}  // namespace
+
+#define ZUB_DEFINE_PRIMITIVE_RTTI(Getter, Name)          \
+  xrtti* Getter() {                                      \
+    static xrttiobject* type = MakeRegisteredType(Name); \
+    return type;                                         \
+  }
+
+ZUB_DEFINE_PRIMITIVE_RTTI(zubGetRtti_any, "any")
+ZUB_DEFINE_PRIMITIVE_RTTI(zubGetRtti_int, "int")
+ZUB_DEFINE_PRIMITIVE_RTTI(zubGetRtti_long, "long")
+ZUB_DEFINE_PRIMITIVE_RTTI(zubGetRtti_short, "short")
+ZUB_DEFINE_PRIMITIVE_RTTI(zubGetRtti_byte, "byte")
+ZUB_DEFINE_PRIMITIVE_RTTI(zubGetRtti_bool, "bool")
+ZUB_DEFINE_PRIMITIVE_RTTI(zubGetRtti_real, "real")
+ZUB_DEFINE_PRIMITIVE_RTTI(zubGetRtti_string, "string")

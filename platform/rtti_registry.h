@@ -22,5 +22,14 @@ ZUBPLATFORM_EXPORT void* zubRttiGetUserData(const char* typeName, const char* ke
 ZUBPLATFORM_EXPORT xrtti* zubRttiGetFromMap(const char* typeName);
 // The type of the variant value, named "any"; registered.
 ZUBPLATFORM_EXPORT xrtti* zubGetRtti_any();
+// The primitive types, named "int", "long", "short", "byte", "bool", "real" and
+// "string"; each made and registered on first use (thread-safe), never freed.
+ZUBPLATFORM_EXPORT xrtti* zubGetRtti_int();
+ZUBPLATFORM_EXPORT xrtti* zubGetRtti_long();
+ZUBPLATFORM_EXPORT xrtti* zubGetRtti_short();
+ZUBPLATFORM_EXPORT xrtti* zubGetRtti_byte();
+ZUBPLATFORM_EXPORT xrtti* zubGetRtti_bool();
+ZUBPLATFORM_EXPORT xrtti* zubGetRtti_real();
+ZUBPLATFORM_EXPORT xrtti* zubGetRtti_string();
 
 #endif  // ZUBJEX_PLATFORM_RTTI_REGISTRY_H_
