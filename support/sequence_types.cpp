@@ -1,0 +1,55 @@
+#include "support/sequence_types.h"
+
+#include "platform/exceptions.h"
+#include "platform/sequences.h"
+#include "support/type_support.h"
+
+namespace {
+
+int32_t ReadCount(zubDeserializer& in) {
+  int count = 0;
+  in.readInt(count);
+  if (count < 0) xthrowException("invalid sequence count");
+  return count;
+}
+
+void WriteStrings(zubSerializer& out, const xstringsequence& seq) {
+  const int32_t n = seq.getCount();
+  out.writeInt(n);
+  for (int32_t i = 0; i < n; ++i) out.writeString(seq.getAt(i));
+}
+
+void ReadStrings(zubDeserializer& in, xstringsequence& seq) {
+  const int32_t n = ReadCount(in);
+  for (int32_t i = 0; i < n; ++i) {
+    xstring s;
+    in.readString(s);
+    seq.append(s);
+  }
+}
+
+void WriteValues(zubSerializer& out, const xanysequence& seq) {
+  const int32_t n = seq.getCount();
+  out.writeInt(n);
+  for (int32_t i = 0; i < n; ++i) out.writeAny(seq.getAt(i));
+}
+
+void ReadValues(zubDeserializer& in, xanysequence& seq) {
+  const int32_t n = ReadCount(in);
+  for (int32_t i = 0; i < n; ++i) {
+    xany v;
+    in.readAny(v);
+    seq.append(v);
+  }
+}
+
+}  // namespace
+
+void zubSupportRegisterSequenceTypes() {
+  static const bool registered = [] {
+    zubSupportRegisterType<xstringsequence, &WriteStrings, &ReadStrings>();
+    zubSupportRegisterType<xanysequence, &WriteValues, &ReadValues>();
+    return true;
+  }();
+  (void)registered;
+}
