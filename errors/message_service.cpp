@@ -26,6 +26,8 @@ const BuiltInText kBuiltInTexts[] = {
      "Failed to generate RPC call for method \"%s\" of ZUB interface %s"},
     {"zubJEX_VALUE_IN_VOID_METHOD_RESPONSE", "JEX call to void method returned a value"},
     {"zubJEX_MISSING_RETURN_VALUE", "JEX call is expected to return a value of ZUB type %s"},
+    {"zubJEX_MISSING_TRANSPORT_FACTORY", "No JEX transport factory is configured for server %s"},
+    {"zubJEX_FAILED_CREATE_TRANSPORT", "The JEX transport factory made no transport for server %s"},
 };
 
 constexpr int32_t kMaxArguments = 5;

@@ -16,6 +16,9 @@
 //                                          interface %s"  (method name, interface type name)
 //   zubJEX_VALUE_IN_VOID_METHOD_RESPONSE  "JEX call to void method returned a value"
 //   zubJEX_MISSING_RETURN_VALUE           "JEX call is expected to return a value of ZUB type %s"
+//   zubJEX_MISSING_TRANSPORT_FACTORY      "No JEX transport factory is configured for server %s"
+//   zubJEX_FAILED_CREATE_TRANSPORT        "The JEX transport factory made no transport for server
+//                                          %s"  (the server name, both)
 #ifndef ZUBJEX_ERRORS_MESSAGE_SERVICE_H_
 #define ZUBJEX_ERRORS_MESSAGE_SERVICE_H_
 
