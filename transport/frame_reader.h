@@ -1,0 +1,84 @@
+// Reading whole frames from a connection, and an input stream over one message.
+#ifndef ZUBJEX_TRANSPORT_FRAME_READER_H_
+#define ZUBJEX_TRANSPORT_FRAME_READER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+#include "platform/streams.h"
+#include "transport/export.h"
+#include "transport/socket.h"
+
+// Reads frames into a buffer that is kept from frame to frame. Bytes that arrive behind
+// a frame (the next request of a client that does not wait for answers) stay buffered
+// for the next read. Memory grows only with bytes that have arrived, never ahead of
+// them on the word of a length field. Not thread-safe.
+class ZUBJEX_TCP_EXPORT zubJexFrameReader {
+ public:
+  enum Result { kFrame, kClosed, kWoken, kTimedOut };
+
+  // `maxMessageSize` is the largest message accepted (see zubJexTcpOptions).
+  explicit zubJexFrameReader(uint32_t maxMessageSize);
+  zubJexFrameReader(const zubJexFrameReader&) = delete;
+  zubJexFrameReader& operator=(const zubJexFrameReader&) = delete;
+
+  // Reads the next frame from `socket`. Until its first byte arrives, the outcome is
+  // returned: kClosed when the peer closed the connection, kWoken when `wakeFd` (if not
+  // negative) became readable, kTimedOut when `startBy` passed. Once a frame has begun,
+  // the rest must arrive within `restTimeoutMs` (zero or less: no limit), and failures
+  // are raised: "connection closed by <peer> in the middle of a message",
+  // "frame of <n> bytes from <peer> exceeds the limit of <m> bytes", and the socket's
+  // errors. After kFrame, message() holds the message until the next read.
+  Result read(zubTcpSocket& socket, zubTcpDeadline startBy, int restTimeoutMs, int wakeFd = -1);
+
+  const uint8_t* message() const { return buffer_.get() + frameStart_ + 4; }
+  size_t messageSize() const { return frameSize_; }
+  // True when bytes beyond the current message have arrived.
+  bool hasPendingBytes() const { return end_ > frameStart_ + 4 + frameSize_; }
+  // Forgets every buffered byte, for a new connection.
+  void reset();
+
+ private:
+  // Receives more bytes behind end_; returns false when the peer closed the connection.
+  bool receiveMore(zubTcpSocket& socket, size_t needed, zubTcpDeadline deadline);
+  void ensureRoom(size_t needed);
+
+  uint32_t maxMessageSize_;
+  std::unique_ptr<uint8_t[]> buffer_;
+  size_t capacity_ = 0;
+  size_t frameStart_ = 0;  // start of the current frame's header
+  size_t frameSize_ = 0;   // message bytes of the current frame
+  size_t end_ = 0;         // end of the bytes received
+  bool haveFrame_ = false;
+};
+
+// An input stream over the bytes of one message, which the caller keeps alive and
+// unchanged while the stream is used. A read beyond the message raises a zubXException
+// "unexpected end of message" and consumes nothing. Not thread-safe.
+class ZUBJEX_TCP_EXPORT zubJexMessageIStream : public btkIStream {
+ public:
+  void reset(const uint8_t* data, size_t size) {
+    data_ = data;
+    size_ = size;
+    pos_ = 0;
+  }
+
+  size_t Read(void* data, size_t count) final {
+    if (count > size_ - pos_) ThrowEndOfMessage();
+    if (count != 0) std::memcpy(data, data_ + pos_, count);
+    pos_ += count;
+    return count;
+  }
+
+  size_t remaining() const { return size_ - pos_; }
+
+ private:
+  [[noreturn]] static void ThrowEndOfMessage();
+  const uint8_t* data_ = nullptr;
+  size_t size_ = 0;
+  size_t pos_ = 0;
+};
+
+#endif  // ZUBJEX_TRANSPORT_FRAME_READER_H_

@@ -1,0 +1,181 @@
+#include "transport/socket.h"
+
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "platform/exceptions.h"
+#include "transport/address.h"
+
+namespace {
+
+// poll that retries when a signal interrupts it, with the time left recomputed.
+int PollUntil(pollfd* fds, nfds_t count, const zubTcpDeadline& deadline) {
+  for (;;) {
+    int n = ::poll(fds, count, deadline.remainingMs());
+    if (n >= 0 || errno != EINTR) return n;
+  }
+}
+
+void SetNoDelay(int fd) {
+  int one = 1;
+  ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof(one));
+}
+
+// Connects one non-blocking socket to `ai`; returns the socket, or -1 with `error` set.
+int ConnectOne(const addrinfo* ai, const zubTcpDeadline& deadline, int& error) {
+  int fd = ::socket(ai->ai_family, ai->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, ai->ai_protocol);
+  if (fd < 0) {
+    error = errno;
+    return -1;
+  }
+  if (::connect(fd, ai->ai_addr, ai->ai_addrlen) != 0) {
+    if (errno != EINPROGRESS) {
+      error = errno;
+      ::close(fd);
+      return -1;
+    }
+    pollfd p{fd, POLLOUT, 0};
+    int n = PollUntil(&p, 1, deadline);
+    socklen_t len = sizeof(error);
+    if (n == 0) {
+      error = ETIMEDOUT;
+    } else if (n < 0) {
+      error = errno;
+    } else if (::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &len) != 0) {
+      error = errno;
+    }
+    if (error != 0) {
+      ::close(fd);
+      return -1;
+    }
+  }
+  SetNoDelay(fd);
+  return fd;
+}
+
+}  // namespace
+
+void zubTcpRaise(const std::string& text) { xthrowException(xstring(text.c_str(), text.size())); }
+
+std::string zubTcpErrorText(const std::string& prefix, int error) {
+  return prefix + ": " + std::strerror(error);
+}
+
+zubTcpDeadline zubTcpDeadline::after(int timeoutMs) {
+  zubTcpDeadline d;
+  if (timeoutMs > 0) {
+    d.finite_ = true;
+    d.at_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  }
+  return d;
+}
+
+int zubTcpDeadline::remainingMs() const {
+  if (!finite_) return -1;
+  auto left = std::chrono::ceil<std::chrono::milliseconds>(at_ - std::chrono::steady_clock::now());
+  return left.count() > 0 ? static_cast<int>(left.count()) : 0;
+}
+
+zubTcpSocket::zubTcpSocket(int fd, std::string peer) : fd_(fd), peer_(std::move(peer)) {
+  ::fcntl(fd_, F_SETFL, ::fcntl(fd_, F_GETFL) | O_NONBLOCK);
+  SetNoDelay(fd_);
+}
+
+zubTcpSocket::zubTcpSocket(zubTcpSocket&& other) noexcept
+    : fd_(std::exchange(other.fd_, -1)), peer_(std::move(other.peer_)) {}
+
+zubTcpSocket& zubTcpSocket::operator=(zubTcpSocket&& other) noexcept {
+  if (this != &other) {
+    close();
+    fd_ = std::exchange(other.fd_, -1);
+    peer_ = std::move(other.peer_);
+  }
+  return *this;
+}
+
+void zubTcpSocket::close() {
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = -1;
+}
+
+zubTcpSocket zubTcpSocket::connect(const std::string& address, int connectTimeoutMs) {
+  zubTcpAddress parsed;
+  if (!zubTcpParseAddress(address, parsed)) zubTcpRaise("invalid server address " + address);
+  addrinfo hints{};
+  hints.ai_family = AF_UNSPEC;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_NUMERICSERV | AI_ADDRCONFIG;
+  addrinfo* list = nullptr;
+  int rc = ::getaddrinfo(parsed.host.c_str(), parsed.port.c_str(), &hints, &list);
+  if (rc != 0) {
+    std::string reason = rc == EAI_SYSTEM ? std::strerror(errno) : ::gai_strerror(rc);
+    zubTcpRaise("cannot resolve " + address + ": " + reason);
+  }
+  zubTcpDeadline deadline = zubTcpDeadline::after(connectTimeoutMs);
+  int error = ECONNREFUSED;
+  int fd = -1;
+  for (addrinfo* ai = list; ai != nullptr && fd < 0; ai = ai->ai_next) {
+    fd = ConnectOne(ai, deadline, error);
+  }
+  ::freeaddrinfo(list);
+  if (fd < 0) zubTcpRaise(zubTcpErrorText("cannot connect to " + address, error));
+  zubTcpSocket s;
+  s.fd_ = fd;
+  s.peer_ = address;
+  return s;
+}
+
+void zubTcpSocket::sendAll(const void* data, size_t size, zubTcpDeadline deadline) {
+  const char* p = static_cast<const char*>(data);
+  while (size > 0) {
+    ssize_t n = ::send(fd_, p, size, MSG_NOSIGNAL);
+    if (n > 0) {
+      p += n;
+      size -= static_cast<size_t>(n);
+      continue;
+    }
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK) {
+      zubTcpRaise(zubTcpErrorText("cannot send to " + peer_, errno));
+    }
+    pollfd pfd{fd_, POLLOUT, 0};
+    int ready = PollUntil(&pfd, 1, deadline);
+    if (ready == 0) zubTcpRaise("timed out sending to " + peer_);
+    if (ready < 0) zubTcpRaise(zubTcpErrorText("cannot send to " + peer_, errno));
+  }
+}
+
+size_t zubTcpSocket::receiveSome(void* data, size_t size, zubTcpDeadline deadline) {
+  for (;;) {
+    ssize_t n = ::recv(fd_, data, size, 0);
+    if (n >= 0) return static_cast<size_t>(n);
+    if (errno == EINTR) continue;
+    if (errno != EAGAIN && errno != EWOULDBLOCK) {
+      zubTcpRaise(zubTcpErrorText("cannot receive from " + peer_, errno));
+    }
+    if (waitReadable(deadline, -1) == kTimedOut) zubTcpRaise("timed out waiting for " + peer_);
+  }
+}
+
+zubTcpSocket::WaitResult zubTcpSocket::waitReadable(zubTcpDeadline deadline, int wakeFd) const {
+  pollfd fds[2] = {{fd_, POLLIN, 0}, {wakeFd, POLLIN, 0}};
+  int n = PollUntil(fds, wakeFd >= 0 ? 2 : 1, deadline);
+  if (n < 0) zubTcpRaise(zubTcpErrorText("cannot wait for " + peer_, errno));
+  if (n == 0) return kTimedOut;
+  if (fds[0].revents != 0) return kReadable;
+  return kWoken;
+}
+
+bool zubTcpSocket::isStale() const {
+  pollfd p{fd_, POLLIN, 0};
+  return ::poll(&p, 1, 0) != 0;
+}
