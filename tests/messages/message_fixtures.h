@@ -1,0 +1,98 @@
+// Types, a proxy map and helpers shared by the message tests.
+//
+// "IFoo" is a remote interface type: FooProxy is its proxy class (made by the type's
+// proxy descriptor), HostFoo an object of the host that implements it. "Point" is an
+// ordinary type whose descriptor writes one int. Live instances are counted so that
+// tests can prove that nothing leaks.
+#ifndef ZUBJEX_TESTS_MESSAGES_MESSAGE_FIXTURES_H_
+#define ZUBJEX_TESTS_MESSAGES_MESSAGE_FIXTURES_H_
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "messages/jex_proxy.h"
+#include "messages/proxy_map.h"
+#include "platform/exceptions.h"
+#include "platform/handles.h"
+#include "platform/xany.h"
+#include "platform/xobject.h"
+
+namespace fixtures {
+
+class FooProxy : public xobject {
+  XOBJECT_DECLARE_RTTI()
+ public:
+  FooProxy() { ++live; }
+  ~FooProxy() override { --live; }
+  void* castByRtti(xrttiobject* type) override;
+  zubS11nJexProxy identity;
+  static int live;
+};
+
+class HostFoo : public xobject {
+  XOBJECT_DECLARE_RTTI()
+ public:
+  explicit HostFoo(int n = 0) : n(n) {}
+  int n;
+};
+
+class Point : public xobject {
+  XOBJECT_DECLARE_RTTI()
+ public:
+  explicit Point(int x = 0) : x(x) {}
+  int x;
+};
+
+// Registers the sequence types and the test types once.
+void RegisterTypes();
+
+// A map of fixed identifiers to host objects, in both directions, with switches for
+// failures. Counts its calls.
+class FakeProxyMap : public zubJexProxyMap {
+ public:
+  void add(const char* id, xobject* object);
+  xstring getObjectId(xrcunihandle<xobject> object) override;
+  xrcunihandle<xobject> findObject(const xstring& id) override;
+
+  bool failLookups = false;  // raise a zubXException "map failure" from both operations
+  int getObjectIdCalls = 0;
+  int findObjectCalls = 0;
+
+ private:
+  std::map<std::string, xrcunihandle<xobject>> byId;
+};
+
+std::string Bytes(std::initializer_list<int> bytes);
+// A string field: width 01, size, text.
+std::string Str(const std::string& text);
+std::string Hex(const std::string& bytes);
+
+// The outcome of an operation that may raise a framework exception.
+struct Failure {
+  bool raised = false;
+  std::string type;   // type name of what was raised
+  std::string text;   // its description
+  std::string cause;  // the description of its cause; "" without one
+};
+
+template <class Op>
+Failure Capture(Op&& op) {
+  Failure f;
+  try {
+    op();
+  } catch (xthrowable* thrown) {
+    xrcunihandle<xthrowable> caught = xadoptThrown(thrown);
+    f.raised = true;
+    f.type = caught->getZubTypeName().CastToCString();
+    if (zubXException* e = zubXException::softcast(caught.get())) {
+      f.text = e->getDescription().CastToCString();
+      if (e->getCause()) f.cause = e->getCause()->getDescription().CastToCString();
+    }
+  }
+  return f;
+}
+
+}  // namespace fixtures
+
+#endif  // ZUBJEX_TESTS_MESSAGES_MESSAGE_FIXTURES_H_
