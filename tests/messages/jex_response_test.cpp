@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/handles.h"
 #include "platform/rtti_registry.h"
 #include "platform/sequences.h"
 
