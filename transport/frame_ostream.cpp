@@ -10,8 +10,11 @@ static_assert(kZubJexFrameHeaderSize == 4, "the header is reserved in front of t
 
 zubJexFrameOStream::zubJexFrameOStream(uint32_t maxMessageSize)
     : maxMessageSize_(maxMessageSize),
-      buffer_(new uint8_t[kInitialCapacity]),
-      capacity_(kInitialCapacity) {}
+      capacity_(std::min(kInitialCapacity, kHeaderSize + maxMessageSize)) {
+  // The capacity never exceeds header and limit, so that Write reaches Grow, which
+  // checks the limit, before the message can pass it.
+  buffer_.reset(new uint8_t[capacity_]);
+}
 
 void zubJexFrameOStream::Grow(size_t more) {
   size_t limit = kHeaderSize + maxMessageSize_;

@@ -6,8 +6,10 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -135,16 +137,42 @@ zubTcpSocket zubTcpSocket::connect(const std::string& address, int connectTimeou
 }
 
 void zubTcpSocket::sendAll(const void* data, size_t size, zubTcpDeadline deadline) {
-  const char* p = static_cast<const char*>(data);
-  while (size > 0) {
-    ssize_t n = ::send(fd_, p, size, MSG_NOSIGNAL);
-    if (n > 0) {
-      p += n;
-      size -= static_cast<size_t>(n);
+  iovec part{const_cast<void*>(data), size};
+  sendParts(&part, 1, deadline);
+}
+
+void zubTcpSocket::sendAll(const void* first, size_t firstSize, const void* second,
+                           size_t secondSize, zubTcpDeadline deadline) {
+  iovec parts[2] = {{const_cast<void*>(first), firstSize}, {const_cast<void*>(second), secondSize}};
+  sendParts(parts, 2, deadline);
+}
+
+void zubTcpSocket::sendParts(iovec* parts, int count, zubTcpDeadline deadline) {
+  for (;;) {
+    while (count > 0 && parts->iov_len == 0) {
+      ++parts;
+      --count;
+    }
+    if (count == 0) return;
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = static_cast<size_t>(count);
+    ssize_t n = ::sendmsg(fd_, &message, MSG_NOSIGNAL);
+    if (n >= 0) {
+      for (size_t sent = static_cast<size_t>(n); sent > 0;) {
+        size_t step = std::min(sent, parts->iov_len);
+        parts->iov_base = static_cast<char*>(parts->iov_base) + step;
+        parts->iov_len -= step;
+        sent -= step;
+        if (parts->iov_len == 0 && sent > 0) {
+          ++parts;
+          --count;
+        }
+      }
       continue;
     }
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK) {
+    if (errno == EINTR) continue;
+    if (errno != EAGAIN && errno != EWOULDBLOCK) {
       zubTcpRaise(zubTcpErrorText("cannot send to " + peer_, errno));
     }
     pollfd pfd{fd_, POLLOUT, 0};
@@ -171,8 +199,8 @@ zubTcpSocket::WaitResult zubTcpSocket::waitReadable(zubTcpDeadline deadline, int
   int n = PollUntil(fds, wakeFd >= 0 ? 2 : 1, deadline);
   if (n < 0) zubTcpRaise(zubTcpErrorText("cannot wait for " + peer_, errno));
   if (n == 0) return kTimedOut;
-  if (fds[0].revents != 0) return kReadable;
-  return kWoken;
+  if (wakeFd >= 0 && fds[1].revents != 0) return kWoken;
+  return kReadable;
 }
 
 bool zubTcpSocket::isStale() const {

@@ -11,6 +11,8 @@
 
 #include "transport/export.h"
 
+struct iovec;
+
 // The moment at which a wait gives up. Copyable value.
 class ZUBJEX_TCP_EXPORT zubTcpDeadline {
  public:
@@ -59,6 +61,10 @@ class ZUBJEX_TCP_EXPORT zubTcpSocket {
   // "timed out sending to <peer>" or "cannot send to <peer>: <reason>"; what was sent
   // before the failure is gone, so the connection is then unusable.
   void sendAll(const void* data, size_t size, zubTcpDeadline deadline);
+  // As above for two pieces sent back to back in one system call when the peer has
+  // room for both (a frame header and its message, for instance).
+  void sendAll(const void* first, size_t firstSize, const void* second, size_t secondSize,
+               zubTcpDeadline deadline);
 
   // Receives the bytes that have arrived, at least one and at most `size` (> 0),
   // waiting until `deadline`. Returns 0 when the peer has closed the connection.
@@ -66,7 +72,8 @@ class ZUBJEX_TCP_EXPORT zubTcpSocket {
   size_t receiveSome(void* data, size_t size, zubTcpDeadline deadline);
 
   // Waits until bytes (or the end of the stream) can be received, `wakeFd` (when not
-  // negative) becomes readable, or the deadline passes. Raises on a failed poll.
+  // negative) becomes readable, or the deadline passes; the wake-up wins when both
+  // happen. Raises on a failed poll.
   WaitResult waitReadable(zubTcpDeadline deadline, int wakeFd) const;
 
   // True when the connection cannot carry a new exchange: the peer closed or reset it,
@@ -74,6 +81,8 @@ class ZUBJEX_TCP_EXPORT zubTcpSocket {
   bool isStale() const;
 
  private:
+  void sendParts(iovec* parts, int count, zubTcpDeadline deadline);
+
   int fd_ = -1;
   std::string peer_;
 };
