@@ -1,0 +1,16 @@
+// Renders runtime values as readable text, for tools and logs.
+#ifndef ZUBJEX_TOOLS_VALUE_PRINTER_H_
+#define ZUBJEX_TOOLS_VALUE_PRINTER_H_
+
+#include <string>
+
+#include "platform/xany.h"
+
+// One line of text for `value`: numbers as numbers, strings quoted, sequences in
+// brackets, proxies as <Type proxy id="..." server="...">, other objects as <Type>.
+std::string PrintValue(const xany& value);
+
+// Escapes a narrow string for printing inside double quotes.
+std::string Quote(const xstring& s);
+
+#endif  // ZUBJEX_TOOLS_VALUE_PRINTER_H_
