@@ -1,0 +1,122 @@
+// The dispatcher on its own: requests that cannot be read, one-way calls, answers that
+// cannot be written, and the identifiers of published objects.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+
+#include "server_test_support.h"
+
+using namespace server_test;
+
+namespace {
+
+std::string callBytes(const char* name, bool oneWay,
+                      std::initializer_list<std::pair<const char*, xany>> params) {
+  zubJexCall call;
+  call.setName(name);
+  for (const auto& p : params) call.addParam(p.first, p.second);
+  call.setIsAsync(oneWay);
+  NoHostObjects map;
+  btkMemOStream out;
+  zubJEXSerializer::getInstance()->writeCall(&out, call, &map);
+  return out.str();
+}
+
+// Dispatches `request`; returns whether an answer was written, and reads it.
+bool dispatch(zubJexDispatcher& dispatcher, const std::string& request, zubJexResponse& answer) {
+  btkMemIStream in(request);
+  btkMemOStream out;
+  bool answered = dispatcher.dispatch(&in, out, "client");
+  if (!answered) {
+    EXPECT_EQ(out.size(), 0u);
+    return false;
+  }
+  NoHostObjects map;
+  btkMemIStream back(out.data(), out.size());
+  zubJEXSerializer::getInstance()->readResponse(&back, answer, &map, "server");
+  EXPECT_EQ(back.remaining(), 0u);
+  return true;
+}
+
+std::string text(const xstring& s) { return std::string(s.CastToCString()); }
+
+// A type without a descriptor: it cannot be written into a response.
+class Unwritable : public xobject {
+  XOBJECT_DECLARE_RTTI()
+};
+XOBJECT_DEFINE_RTTI(Unwritable, "Unwritable", xobject)
+
+TEST(Dispatcher, AnswersTheCallWithTheMethodsResponse) {
+  CalcDispatcher calc;
+  zubJexResponse answer;
+  ASSERT_TRUE(dispatch(calc.dispatcher,
+                       callBytes("ICalc:add", false, {{"a", xint(4)}, {"b", xint(5)}}), answer));
+  EXPECT_EQ(answer.getName(), "addResponse");
+  EXPECT_EQ(answer.getKind(), zubJexResponseValue);
+  EXPECT_EQ(answer.getObject().toInt(), 9);
+}
+
+TEST(Dispatcher, AnswersEveryUnreadableRequestWithABadRequestFault) {
+  CalcDispatcher calc;
+  std::string valid = callBytes("ICalc:add", false, {{"a", xint(4)}, {"b", xint(5)}});
+  for (size_t length = 0; length < valid.size() - 1; ++length) {  // the end byte is not needed
+    zubJexResponse answer;
+    ASSERT_TRUE(dispatch(calc.dispatcher, valid.substr(0, length), answer)) << length;
+    EXPECT_EQ(answer.getKind(), zubJexResponseFault) << length;
+    EXPECT_EQ(answer.getFaultCode(), ZUBJEX_FAULT_BAD_REQUEST) << length;
+    EXPECT_EQ(text(answer.getFaultString()).rfind("failed to read a call: ", 0), 0u) << length;
+  }
+  zubJexResponse answer;
+  dispatch(calc.dispatcher, std::string("\x01\x0bJEXResponse\x01\x00", 15), answer);
+  EXPECT_EQ(answer.getFaultString(), "failed to read a call: invalid call format");
+  EXPECT_TRUE(calc.root->loggedMessages().empty());
+}
+
+TEST(Dispatcher, RunsAOneWayCallWithoutAnswer) {
+  CalcDispatcher calc;
+  zubJexResponse answer;
+  EXPECT_FALSE(
+      dispatch(calc.dispatcher, callBytes("ICalc:log", true, {{"message", "note"}}), answer));
+  EXPECT_EQ(calc.root->loggedMessages(), std::vector<std::string>{"note"});
+  // A one-way call that fails is not answered either.
+  EXPECT_FALSE(dispatch(calc.dispatcher, callBytes("ICalc:nothing", true, {}), answer));
+}
+
+TEST(Dispatcher, ResultThatCannotBeWrittenBecomesAServerErrorFault) {
+  CalcDispatcher calc;
+  zubJexMethodTable methods = calcServiceMethods();
+  methods.add("unwritable", [](xobject*, zubJexCall&) -> xany { return new Unwritable(); });
+  calc.dispatcher.addInterface("ICalc", methods);
+  zubJexResponse answer;
+  ASSERT_TRUE(dispatch(calc.dispatcher, callBytes("ICalc:unwritable", false, {}), answer));
+  EXPECT_EQ(answer.getName(), "unwritableResponse");
+  EXPECT_EQ(answer.getKind(), zubJexResponseFault);
+  EXPECT_EQ(answer.getFaultCode(), ZUBJEX_FAULT_SERVER_ERROR);
+  EXPECT_EQ(text(answer.getFaultString()).rfind("cannot write the response: ", 0), 0u);
+}
+
+TEST(ServerObjectMap, GivesEachObjectOneIdentifierUntilReleased) {
+  zubJexServerObjectMap map;
+  CalcService* root = new CalcService("root");
+  EXPECT_FALSE(map.registerObject("", root));
+  EXPECT_FALSE(map.registerObject("x", nullptr));
+  ASSERT_TRUE(map.registerObject("calc", root));
+  EXPECT_EQ(map.getObjectId(root), "calc");
+
+  xrcunihandle<xobject> child(new CalcService("child"));
+  xstring id = map.getObjectId(child);
+  EXPECT_FALSE(id.IsEmpty());
+  EXPECT_EQ(map.getObjectId(child), id);
+  EXPECT_NE(map.getObjectId(new CalcService("other")), id);
+  EXPECT_EQ(map.findObject(id).get(), child.get());
+  EXPECT_EQ(map.findObject("calc").get(), root);
+  EXPECT_TRUE(map.findObject("unknown").isNull());
+  EXPECT_EQ(map.size(), 3u);
+
+  map.releaseObject(std::string(id.CastToCString()));
+  EXPECT_TRUE(map.findObject(id).isNull());
+  EXPECT_EQ(child->refCount(), 1);  // only the test's handle is left
+}
+
+}  // namespace
