@@ -11,18 +11,6 @@ using namespace server_test;
 
 namespace {
 
-std::string callBytes(const char* name, bool oneWay,
-                      std::initializer_list<std::pair<const char*, xany>> params) {
-  zubJexCall call;
-  call.setName(name);
-  for (const auto& p : params) call.addParam(p.first, p.second);
-  call.setIsAsync(oneWay);
-  NoHostObjects map;
-  btkMemOStream out;
-  zubJEXSerializer::getInstance()->writeCall(&out, call, &map);
-  return out.str();
-}
-
 // Dispatches `request`; returns whether an answer was written, and reads it.
 bool dispatch(zubJexDispatcher& dispatcher, const std::string& request, zubJexResponse& answer) {
   btkMemIStream in(request);

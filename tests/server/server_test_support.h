@@ -7,6 +7,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "examples/calc/calc_service.h"
 #include "server/dispatcher.h"
@@ -68,6 +69,26 @@ class TcpCalc : public CalcDispatcher {
 
   zubJexTcpServer server;
 };
+
+// The bytes of a call message named `name` with the named parameters.
+inline std::string callBytes(const char* name, bool oneWay,
+                             std::initializer_list<std::pair<const char*, xany>> params) {
+  zubJexCall call;
+  call.setName(name);
+  for (const auto& p : params) call.addParam(p.first, p.second);
+  call.setIsAsync(oneWay);
+  NoHostObjects map;
+  btkMemOStream out;
+  zubJEXSerializer::getInstance()->writeCall(&out, call, &map);
+  return out.str();
+}
+
+// The bytes of a response message, read back into `answer`.
+inline void readAnswer(const uint8_t* data, size_t size, zubJexResponse& answer) {
+  NoHostObjects map;
+  btkMemIStream in(data, size);
+  zubJEXSerializer::getInstance()->readResponse(&in, answer, &map, "server");
+}
 
 inline zubJexClient* client(const std::string& server) {
   return zubJexClient::getInstance(server.c_str());
