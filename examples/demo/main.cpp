@@ -1,0 +1,216 @@
+// zubjex_demo: a host application making remote calls to a calculator server.
+//
+//   zubjex_demo              the server listens on 127.0.0.1 (a free port) in this process
+//   zubjex_demo --in-memory  the server is reached through an in-memory transport
+//
+// Each step says what the host does and what comes back. The server side is the
+// reference dispatcher serving the calculator example ("ICalc").
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "client/jex_client.h"
+#include "client/transport.h"
+#include "examples/calc/calc_service.h"
+#include "examples/calc/calc_types.h"
+#include "messages/jex_call.h"
+#include "messages/proxy_map.h"
+#include "platform/exceptions.h"
+#include "platform/rtti_registry.h"
+#include "platform/sequences.h"
+#include "server/dispatcher.h"
+#include "server/loopback_transport.h"
+#include "server/tcp_server.h"
+#include "transport/tcp_transport.h"
+
+namespace {
+
+// ---- The connection to the server: the only place that knows which one ----
+
+// A running server and the transport factory that reaches it.
+class Connection {
+ public:
+  virtual ~Connection() = default;
+  // The name under which the host knows the server (the transport's address).
+  virtual std::string serverName() const = 0;
+  virtual zubJexTransportFactory& factory() = 0;
+  virtual std::string describe() const = 0;
+};
+
+class InMemoryConnection : public Connection {
+ public:
+  explicit InMemoryConnection(zubJexDispatcher& dispatcher) : factory_(dispatcher) {}
+  std::string serverName() const override { return "calc-in-memory"; }
+  zubJexTransportFactory& factory() override { return factory_; }
+  std::string describe() const override {
+    return "an in-memory transport that hands each request to the server in this process";
+  }
+
+ private:
+  zubJexLoopbackTransportFactory factory_;
+};
+
+class TcpConnection : public Connection {
+ public:
+  explicit TcpConnection(zubJexDispatcher& dispatcher) : server_(dispatcher) { server_.start(); }
+  std::string serverName() const override { return server_.address(); }
+  zubJexTransportFactory& factory() override { return factory_; }
+  std::string describe() const override {
+    return "TCP: the server listens on " + server_.address() + " in this process";
+  }
+
+ private:
+  zubJexTcpServer server_;
+  zubJexTcpTransportFactory factory_;
+};
+
+std::unique_ptr<Connection> connect(zubJexDispatcher& dispatcher, bool inMemory) {
+  if (inMemory) return std::make_unique<InMemoryConnection>(dispatcher);
+  return std::make_unique<TcpConnection>(dispatcher);
+}
+
+// ---- The host ----
+
+// The host sends none of its own objects to the server, so its proxy map knows none.
+class NoHostObjects : public zubJexProxyMap {
+ public:
+  xstring getObjectId(xrcunihandle<xobject>) override { return xstring(); }
+  xrcunihandle<xobject> findObject(const xstring&) override { return xrcunihandle<xobject>(); }
+};
+
+xrchandle<xanysequence> values(std::initializer_list<xany> items) {
+  xrchandle<xanysequence> seq(xanysequence::create());
+  for (const xany& v : items) seq->append(v);
+  return seq;
+}
+
+void step(int n, const char* title) { std::cout << "\n" << n << ". " << title << "\n"; }
+
+void say(const std::string& text) { std::cout << "   " << text << std::endl; }
+
+std::string text(const xstring& s) { return std::string(s.CastToCString(), s.GetMBSize()); }
+
+// Runs `call`, which the demo expects to fail, and tells what the host caught.
+template <class F>
+void expectFailure(F call) {
+  try {
+    call();
+    say("(unexpected: the call succeeded)");
+  } catch (xthrowable* t) {
+    xrcunihandle<xthrowable> caught = xadoptThrown(t);
+    std::cout.flush();
+    if (CalcError* error = CalcError::softcast(caught.get())) {
+      say("The host caught the server's own exception object, a CalcError: \"" +
+          text(error->getDescription()) + "\"");
+      return;
+    }
+    zubXException* error = zubXException::softcast(caught.get());
+    say("The host caught a " + text(caught->getZubTypeName()) + ": \"" +
+        (error ? text(error->getDescription()) : std::string("?")) + "\"");
+    if (error != nullptr && error->getCause()) {
+      say("Its cause, the fault that the server sent: \"" +
+          text(error->getCause()->getDescription()) + "\"");
+    }
+  }
+}
+
+void runHost(const std::string& server) {
+  const char* name = server.c_str();
+
+  step(2, "The root object: the first proxy, made locally without any exchange");
+  zubJexClient* client = zubJexClient::getInstance(name);
+  xrcunihandle<xobject> root = client->getRootObject("ICalc", kCalcRootId);
+  zubJexClient::freeInstance(client);  // getRootObject keeps the client; give it back
+  say("getRootObject(\"ICalc\", \"" + std::string(kCalcRootId) + "\") gave a proxy of type " +
+      text(root->getZubTypeName()) + ", bound to " +
+      text(CalcProxy::softcast(root.get())->getServerUrl()) + ", id \"" +
+      text(CalcProxy::softcast(root.get())->getProxyId()) + "\"");
+
+  step(3, "A call by names: ICalc.add(2, 3) on the root object");
+  xany sum = zubJexClient::getInstance(name)->makeCall("ICalc", "add",
+                                                       values({root.get(), xint(2), xint(3)}));
+  say("The interface's descriptor built the call \"ICalc:add\"; the server answered " +
+      std::to_string(sum.toInt()));
+
+  step(4, "A prepared call: the host fills the call record itself");
+  zubJexCall call;
+  call.setName("ICalc:divide");
+  call.setReturnType(zubGetRtti_int());
+  call.addParam("a", xint(84));
+  call.addParam("b", xint(2));
+  xany quotient = zubJexClient::getInstance(name)->makeCall(&call);
+  say("Without a \"this\" parameter the call goes to the server's root calculator: "
+      "84 / 2 = " +
+      std::to_string(quotient.toInt()));
+
+  step(5, "A one-way call: ICalc.log(\"hello\") sends the request and reads no response");
+  zubJexClient::getInstance(name)->makeVoidCall("ICalc", "log",
+                                                values({root.get(), "hello from the demo"}));
+  say("makeVoidCall returned as soon as the request was sent");
+
+  step(6, "A server fault that carries an exception object: ICalc.divide(1, 0)");
+  say("(the library also writes one line about each failure to standard error)");
+  expectFailure([&] {
+    zubJexClient::getInstance(name)->makeCall("ICalc", "divide",
+                                              values({root.get(), xint(1), xint(0)}));
+  });
+
+  step(7, "A server fault without an exception object: a method the server does not have");
+  expectFailure([&] {
+    zubJexCall unknown;
+    unknown.setName("ICalc:power");
+    unknown.setReturnType(zubGetRtti_int());
+    unknown.addParam("a", xint(2));
+    zubJexClient::getInstance(name)->makeCall(&unknown);
+  });
+
+  step(8, "A failure the client detects itself: an interface the host never declared");
+  expectFailure(
+      [&] { zubJexClient::getInstance(name)->makeCall("IWeather", "forecast", values({})); });
+
+  step(9, "A proxy that the server returned: createChild(\"child\"), then a call on it");
+  xany child = zubJexClient::getInstance(name)->makeCall("ICalc", "createChild",
+                                                         values({root.get(), "child"}));
+  CalcProxy* childProxy = CalcProxy::softcast(child.toObject());
+  say("The server returned a new calculator; the host holds it as a proxy with id \"" +
+      text(childProxy->getProxyId()) + "\"");
+  xany childName = zubJexClient::getInstance(name)->makeCall("ICalc", "getName", values({child}));
+  say("Calling getName on that proxy reaches the child on the server: \"" +
+      text(childName.toString()) + "\"");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  bool inMemory = argc > 1 && std::strcmp(argv[1], "--in-memory") == 0;
+  calcRegisterTypes();
+
+  zubJexDispatcher dispatcher;
+  CalcService* rootService = new CalcService("root");
+  calcServe(dispatcher, rootService);
+  std::unique_ptr<Connection> connection = connect(dispatcher, inMemory);
+  NoHostObjects hostObjects;
+
+  step(1, "Setting up: one configuration and one proxy map per server");
+  zubJexConfig config;
+  config.setJexTransportFactory(&connection->factory());
+  zubJexClient::setServerConfig(connection->serverName().c_str(), config);
+  zubJexClient::setServerProxyMap(connection->serverName().c_str(), &hostObjects);
+  say("Server \"" + connection->serverName() + "\", reached through " + connection->describe());
+
+  try {
+    runHost(connection->serverName());
+  } catch (xthrowable* t) {
+    xrcunihandle<xthrowable> caught = xadoptThrown(t);
+    zubXException* e = zubXException::softcast(caught.get());
+    std::cout << "\nThe demo failed: " << (e ? text(e->getDescription()) : "?") << std::endl;
+    return 1;
+  }
+
+  bool logged = rootService->waitForLogged(1, 5000);
+  std::cout << "\nThe server's root calculator logged: "
+            << (logged ? rootService->loggedMessages().front() : std::string("(nothing)"))
+            << "\nDone.\n";
+  return 0;
+}
