@@ -53,6 +53,13 @@ std::vector<FailureCase> failureCases() {
        [](ScriptedServer& s) { s.script->returnNullStream(zubJexTransportOp::StartOutput); },
        addCall, "JEX Client Error: Failed to open JEX RPC call request stream.", "<no cause>",
        failedOutput},
+      {"reportException raises as well",
+       [](ScriptedServer& s) {
+         s.script->returnNullStream(zubJexTransportOp::StartOutput);
+         s.script->raiseFrom(zubJexTransportOp::ReportException, "report lost");
+       },
+       addCall, "JEX Client Error: Failed to open JEX RPC call request stream.", "<no cause>",
+       failedOutput},
       {"startOutput raises",
        [](ScriptedServer& s) { s.script->raiseFrom(zubJexTransportOp::StartOutput, "down"); },
        addCall, "JEX Client Error: down.", "down", failedOutput},
