@@ -2,6 +2,7 @@
 //
 //   zubjex_demo              the server listens on 127.0.0.1 (a free port) in this process
 //   zubjex_demo --in-memory  the server is reached through an in-memory transport
+//   zubjex_demo HOST:PORT    the server runs elsewhere (zubjex_calc_server, for instance)
 //
 // Each step says what the host does and what comes back. The server side is the
 // reference dispatcher serving the calculator example ("ICalc").
@@ -9,6 +10,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "client/jex_client.h"
 #include "client/transport.h"
@@ -22,6 +24,7 @@
 #include "server/dispatcher.h"
 #include "server/loopback_transport.h"
 #include "server/tcp_server.h"
+#include "transport/address.h"
 #include "transport/tcp_transport.h"
 
 namespace {
@@ -36,6 +39,8 @@ class Connection {
   virtual std::string serverName() const = 0;
   virtual zubJexTransportFactory& factory() = 0;
   virtual std::string describe() const = 0;
+  // True when the server runs in this process, so the demo can look at its objects.
+  virtual bool inProcess() const { return true; }
 };
 
 class InMemoryConnection : public Connection {
@@ -65,9 +70,29 @@ class TcpConnection : public Connection {
   zubJexTcpTransportFactory factory_;
 };
 
-std::unique_ptr<Connection> connect(zubJexDispatcher& dispatcher, bool inMemory) {
-  if (inMemory) return std::make_unique<InMemoryConnection>(dispatcher);
-  return std::make_unique<TcpConnection>(dispatcher);
+class RemoteTcpConnection : public Connection {
+ public:
+  explicit RemoteTcpConnection(std::string address) : address_(std::move(address)) {}
+  std::string serverName() const override { return address_; }
+  zubJexTransportFactory& factory() override { return factory_; }
+  std::string describe() const override { return "TCP: a server running elsewhere"; }
+  bool inProcess() const override { return false; }
+
+ private:
+  std::string address_;
+  zubJexTcpTransportFactory factory_;
+};
+
+// No argument: a TCP server in this process; "--in-memory"; or the server's host:port.
+// Null when the argument is none of these.
+std::unique_ptr<Connection> connect(zubJexDispatcher& dispatcher, int argc, char** argv) {
+  if (argc < 2) return std::make_unique<TcpConnection>(dispatcher);
+  if (std::strcmp(argv[1], "--in-memory") == 0) {
+    return std::make_unique<InMemoryConnection>(dispatcher);
+  }
+  zubTcpAddress address;
+  if (!zubTcpParseAddress(argv[1], address)) return nullptr;
+  return std::make_unique<RemoteTcpConnection>(argv[1]);
 }
 
 // ---- The host ----
@@ -183,13 +208,16 @@ void runHost(const std::string& server) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  bool inMemory = argc > 1 && std::strcmp(argv[1], "--in-memory") == 0;
   calcRegisterTypes();
 
   zubJexDispatcher dispatcher;
   CalcService* rootService = new CalcService("root");
   calcServe(dispatcher, rootService);
-  std::unique_ptr<Connection> connection = connect(dispatcher, inMemory);
+  std::unique_ptr<Connection> connection = connect(dispatcher, argc, argv);
+  if (!connection) {
+    std::cerr << "usage: zubjex_demo [--in-memory | HOST:PORT]\n";
+    return 2;
+  }
   NoHostObjects hostObjects;
 
   step(1, "Setting up: one configuration and one proxy map per server");
@@ -208,6 +236,10 @@ int main(int argc, char** argv) {
     return 1;
   }
 
+  if (!connection->inProcess()) {
+    std::cout << "\nDone.\n";
+    return 0;
+  }
   bool logged = rootService->waitForLogged(1, 5000);
   std::cout << "\nThe server's root calculator logged: "
             << (logged ? rootService->loggedMessages().front() : std::string("(nothing)"))
