@@ -43,6 +43,21 @@ TEST(TcpTransport, UnreachableServerIsAClientErrorNamingIt) {
             "JEX Client Error: cannot connect to " + address + ": Connection refused.");
 }
 
+TEST(TcpSocket, ConnectsByNameAndToBracketedIpv6Addresses) {
+  zubTcpListener v4 = zubTcpListener::listen("127.0.0.1", 0);
+  // "localhost" may resolve to ::1 first, where nobody listens: the next address is tried.
+  zubTcpSocket byName = zubTcpSocket::connect("localhost:" + std::to_string(v4.port()), 2000);
+  EXPECT_TRUE(byName.isOpen());
+  EXPECT_EQ(byName.peer(), "localhost:" + std::to_string(v4.port()));
+
+  zubTcpListener v6;
+  if (raisedBy([&] { v6 = zubTcpListener::listen("::1", 0); })) GTEST_SKIP() << "no IPv6 loopback";
+  EXPECT_EQ(v6.address(), "[::1]:" + std::to_string(v6.port()));
+  EXPECT_TRUE(zubTcpSocket::connect(v6.address(), 2000).isOpen());
+  zubTcpSocket accepted = v6.accept(zubTcpDeadline::after(2000), -1);
+  EXPECT_EQ(accepted.peer().rfind("[::1]:", 0), 0u);
+}
+
 TEST(TcpTransport, MalformedServerNameIsRefused) {
   zubJexTcpTransport transport{zubJexTcpOptions()};
   transport.open("no-port");
