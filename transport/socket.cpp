@@ -115,7 +115,7 @@ zubTcpSocket zubTcpSocket::connect(const std::string& address, int connectTimeou
   addrinfo hints{};
   hints.ai_family = AF_UNSPEC;
   hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_NUMERICSERV | AI_ADDRCONFIG;
+  hints.ai_flags = AI_NUMERICSERV;
   addrinfo* list = nullptr;
   int rc = ::getaddrinfo(parsed.host.c_str(), parsed.port.c_str(), &hints, &list);
   if (rc != 0) {
