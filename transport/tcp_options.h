@@ -10,11 +10,11 @@ struct zubJexTcpOptions {
   // retry period (minutes). Zero or less waits as long as the system does.
   int connectTimeoutMs = 5000;
 
-  // The longest time that the transport waits for the peer to take a whole request or
-  // to deliver a whole response, counted per message from its first wait. Without it a
-  // server that hangs, or a connection that dies without a reset, would block the
-  // caller forever. It also bounds the time that a server may take for one call. Zero
-  // or less waits forever.
+  // The longest time that the transport waits for the server to take a whole request,
+  // for its response to begin, and then for the rest of that response. It also bounds
+  // the time that a server may take for one call. Without it a server that hangs, or a
+  // connection that dies without a reset, would block the caller forever. Zero or less
+  // waits forever.
   int ioTimeoutMs = 30000;
 
   // The largest frame body, in bytes, that is sent or accepted. The length of a frame
