@@ -97,14 +97,4 @@ TEST(JexCallTest, SequencesAreSharedNotCopied) {
   EXPECT_EQ(values->getCount(), 1);
 }
 
-TEST(JexCallTest, DestructionReleasesTheSequences) {
-  xrchandle<xanysequence> values(xanysequence::create());
-  {
-    zubJexCall call;
-    call.setParamValues(values);
-    EXPECT_EQ(values->refCount(), 2);
-  }
-  EXPECT_EQ(values->refCount(), 1);
-}
-
 }  // namespace

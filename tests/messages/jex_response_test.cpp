@@ -41,17 +41,4 @@ TEST(JexResponseTest, KindNumbersAreFixedAndUnknownKindsPassThrough) {
   EXPECT_EQ(static_cast<int>(r.getKind()), -7);
 }
 
-TEST(JexResponseTest, ObjectValueIsOwnedByTheResponse) {
-  xrchandle<xanysequence> held(xanysequence::create());
-  {
-    zubJexResponse r;
-    r.setObject(xany(held.get()));
-    EXPECT_EQ(held->refCount(), 2);
-    r.reset();
-    EXPECT_EQ(held->refCount(), 1);
-    r.setObject(xany(held.get()));
-  }
-  EXPECT_EQ(held->refCount(), 1);
-}
-
 }  // namespace

@@ -73,15 +73,6 @@ TEST(PrimitiveEncodingTest, GoldenVectorsBothWays) {
   }
 }
 
-TEST(PrimitiveEncodingTest, ConsecutiveFieldsHaveNothingBetweenThem) {
-  std::string bytes = Encode([](zubSerializer& s) {
-    s.writeByte(1);
-    s.writeInt(2);
-    s.writeShort(3);
-  });
-  EXPECT_EQ(Hex(bytes), "01 02 00 00 00 03 00");
-}
-
 // A string of n bytes: the expected size prefix, in both directions.
 struct StringSizeCase {
   size_t size;
