@@ -82,7 +82,7 @@ class FakeServer {
  public:
   typedef std::function<void(zubTcpSocket&)> Script;
 
-  FakeServer() : listener_(zubTcpListener::listen("127.0.0.1", 0)) {}
+  FakeServer() : listener_(zubTcpListener::listen("127.0.0.1", 0)) { calcRegisterTypes(); }
   ~FakeServer() {
     if (thread_.joinable()) thread_.join();
   }
