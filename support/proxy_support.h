@@ -15,6 +15,7 @@
 #define ZUBJEX_SUPPORT_PROXY_SUPPORT_H_
 
 #include <initializer_list>
+#include <utility>
 
 #include "messages/jex_call.h"
 #include "messages/jex_proxy.h"
@@ -60,7 +61,7 @@ ZUBJEX_SUPPORT_EXPORT void zubSupportFillCall(const zubSupportMethod& method, zu
 // The call generator of one method, for a descriptor's method table.
 template <const zubSupportMethod& M>
 void zubSupportGenerateCall(zubJexCall& call, xrchandle<xanysequence> params) {
-  zubSupportFillCall(M, call, static_cast<xrchandle<xanysequence>&&>(params));
+  zubSupportFillCall(M, call, std::move(params));
 }
 
 // An entry of a method table: the description and its generator.
