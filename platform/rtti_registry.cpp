@@ -1,9 +1,13 @@
 #include "platform/rtti_registry.h"
 
+#include <atomic>
+#include <cstdint>
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <shared_mutex>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -15,11 +19,65 @@ struct Entry {
 struct Registry {
   std::shared_mutex mutex;  // guards entries
   std::map<std::string, Entry, std::less<>> entries;
+  // Bumped under the exclusive lock by every change; voids every cached answer.
+  std::atomic<uint64_t> generation{1};
 };
 
 Registry& TheRegistry() {
   static Registry* registry = new Registry();  // never freed: lookups may run at exit
   return *registry;
+}
+
+// Lookups run for every object written or read, so each thread keeps the answers it has
+// seen, valid for as long as the registry's generation does not change. The slots are
+// plain data (no construction, no destruction per thread); names and keys too long for
+// a slot are always looked up under the lock.
+constexpr size_t kCachedNameMax = 47;
+constexpr size_t kCachedKeyMax = 15;
+struct CachedAnswer {
+  uint64_t generation;  // 0: empty
+  void* answer;
+  bool forType;  // the answer is the type itself, not data under the key
+  uint8_t nameSize;
+  uint8_t keySize;
+  char name[kCachedNameMax];
+  char key[kCachedKeyMax];
+};
+constexpr size_t kCacheSlots = 64;
+thread_local CachedAnswer cache[kCacheSlots];
+
+// `key` null: the lookup of the type itself.
+template <class Find>
+void* CachedLookup(const char* typeName, const char* key, Find find) {
+  const std::string_view name(typeName);
+  const std::string_view k(key != nullptr ? key : "");
+  const bool forType = key == nullptr;
+  Registry& r = TheRegistry();
+  if (name.size() > kCachedNameMax || k.size() > kCachedKeyMax) {
+    std::shared_lock<std::shared_mutex> lock(r.mutex);
+    return find(r);
+  }
+  // A cheap spread over the slots; the slot's content decides.
+  const size_t hash = name.size() * 31 +
+                      (name.empty() ? 0 : name.back() * 7 + name[name.size() / 2]) + k.size() +
+                      forType;
+  CachedAnswer& slot = cache[hash % kCacheSlots];
+  if (slot.generation == r.generation.load(std::memory_order_acquire) && slot.forType == forType &&
+      slot.nameSize == name.size() && slot.keySize == k.size() &&
+      std::memcmp(slot.name, name.data(), name.size()) == 0 &&
+      std::memcmp(slot.key, k.data(), k.size()) == 0) {
+    return slot.answer;
+  }
+  std::shared_lock<std::shared_mutex> lock(r.mutex);
+  void* answer = find(r);
+  slot.generation = r.generation.load(std::memory_order_relaxed);  // stable under the lock
+  slot.answer = answer;
+  slot.forType = forType;
+  slot.nameSize = static_cast<uint8_t>(name.size());
+  slot.keySize = static_cast<uint8_t>(k.size());
+  std::memcpy(slot.name, name.data(), name.size());
+  std::memcpy(slot.key, k.data(), k.size());
+  return answer;
 }
 
 }  // namespace
@@ -30,6 +88,7 @@ void zubRttiRegister(xrtti* type) {
   Registry& r = TheRegistry();
   std::unique_lock<std::shared_mutex> lock(r.mutex);
   r.entries[name.CastToCString()].type = type;
+  r.generation.fetch_add(1, std::memory_order_release);
 }
 
 void zubRttiSetUserData(const char* typeName, const char* key, void* data) {
@@ -42,24 +101,25 @@ void zubRttiSetUserData(const char* typeName, const char* key, void* data) {
   } else {
     e.userData[key] = data;
   }
+  r.generation.fetch_add(1, std::memory_order_release);
 }
 
 void* zubRttiGetUserData(const char* typeName, const char* key) {
   if (typeName == nullptr || key == nullptr) return nullptr;
-  Registry& r = TheRegistry();
-  std::shared_lock<std::shared_mutex> lock(r.mutex);
-  auto e = r.entries.find(std::string_view(typeName));
-  if (e == r.entries.end()) return nullptr;
-  auto d = e->second.userData.find(std::string_view(key));
-  return d == e->second.userData.end() ? nullptr : d->second;
+  return CachedLookup(typeName, key, [&](Registry& r) -> void* {
+    auto e = r.entries.find(std::string_view(typeName));
+    if (e == r.entries.end()) return nullptr;
+    auto d = e->second.userData.find(std::string_view(key));
+    return d == e->second.userData.end() ? nullptr : d->second;
+  });
 }
 
 xrtti* zubRttiGetFromMap(const char* typeName) {
   if (typeName == nullptr) return nullptr;
-  Registry& r = TheRegistry();
-  std::shared_lock<std::shared_mutex> lock(r.mutex);
-  auto e = r.entries.find(std::string_view(typeName));
-  return e == r.entries.end() ? nullptr : e->second.type;
+  return static_cast<xrtti*>(CachedLookup(typeName, nullptr, [&](Registry& r) -> void* {
+    auto e = r.entries.find(std::string_view(typeName));
+    return e == r.entries.end() ? nullptr : e->second.type;
+  }));
 }
 
 namespace {

@@ -26,6 +26,10 @@ class ZUBPLATFORM_EXPORT xstringsequence : public xobject {
   virtual xstring getAt(int32_t index) const;
   // Appends a copy.
   virtual void append(const xstring& s) { items_.push_back(s); }
+  // Makes room for `n` elements so that appending them allocates no more; a hint only.
+  void reserve(int32_t n) {
+    if (n > 0) items_.reserve(static_cast<size_t>(n));
+  }
 
  private:
   std::vector<xstring> items_;
@@ -42,6 +46,10 @@ class ZUBPLATFORM_EXPORT xanysequence : public xobject {
   // A copy of the element at `index` (from 0); the nil value outside the range.
   virtual xany getAt(int32_t index) const;
   virtual void append(const xany& v) { items_.push_back(v); }
+  // Makes room for `n` elements so that appending them allocates no more; a hint only.
+  void reserve(int32_t n) {
+    if (n > 0) items_.reserve(static_cast<size_t>(n));
+  }
 
  private:
   std::vector<xany> items_;

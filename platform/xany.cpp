@@ -15,8 +15,6 @@ void AbortConversion(const char* typeName) {
 
 }  // namespace
 
-xany::xany(const xany& other) : kind_(xany_uninit) { CopyFrom(other); }
-
 xany::xany(xany&& other) noexcept : kind_(other.kind_), u_(other.u_) {
   other.kind_ = xany_uninit;
   other.u_.l = 0;
@@ -62,15 +60,21 @@ xany xany::Enum(xint v) {
   return a;
 }
 
-void xany::Clear() {
+void xany::ReleasePayload() {
   if (kind_ == xany_string) {
     __xstring_c c{u_.s, nullptr, nullptr};
     xstrunlock_c(c);
-  } else if (kind_ == xany_object) {
+  } else {
     xrcrelease_c(u_.o);
   }
-  kind_ = xany_uninit;
-  u_.l = 0;
+}
+
+void xany::AttachPayload() {
+  if (kind_ == xany_string) {
+    u_.s->Lock();
+  } else {
+    xrcattach(u_.o);
+  }
 }
 
 void xany::CopyFrom(const xany& other) {

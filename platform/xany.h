@@ -58,7 +58,9 @@ class ZUBPLATFORM_EXPORT xany {
  public:
   // The uninit value.
   xany() : kind_(xany_uninit) { u_.l = 0; }
-  xany(const xany& other);
+  xany(const xany& other) : kind_(other.kind_), u_(other.u_) {
+    if (HasCountedPayload()) AttachPayload();
+  }
   xany(xany&& other) noexcept;
   ~xany() { Clear(); }
   xany& operator=(const xany& other);
@@ -125,7 +127,15 @@ class ZUBPLATFORM_EXPORT xany {
 
  private:
   bool Is(__xanykind k) const { return kind_ == k || kind_ <= xany_nil; }
-  void Clear();
+  // Strings and objects hold a reference on their payload; the other kinds hold none.
+  bool HasCountedPayload() const { return kind_ == xany_string || kind_ == xany_object; }
+  void AttachPayload();
+  void ReleasePayload();
+  void Clear() {
+    if (HasCountedPayload()) ReleasePayload();
+    kind_ = xany_uninit;
+    u_.l = 0;
+  }
   void CopyFrom(const xany& other);
   template <class T>
   T Convert(__xanykind kind, T nil, T uninit, const char* typeName) const;

@@ -174,8 +174,6 @@ void xstrunlock_c(__xstring_c& c) {
   c.wtext = nullptr;
 }
 
-bool xstring::IsText() const { return reinterpret_cast<uintptr_t>(buf_) > 2; }
-
 bool xstring::IsUninit() const { return buf_ == kUninitMarker; }
 
 const wchar_t* xstring::CastToCWString() const { return IsText() ? buf_->Wide() : L""; }

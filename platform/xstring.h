@@ -118,7 +118,7 @@ class ZUBPLATFORM_EXPORT xstring {
   xstring GetWord(int index, const char* separators) const;
 
  private:
-  bool IsText() const;
+  bool IsText() const { return reinterpret_cast<uintptr_t>(buf_) > 2; }
   void LockBuf() const {
     if (IsText()) buf_->Lock();
   }

@@ -1,6 +1,7 @@
 #include "serialization/bin_serializer.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <string>
 #include <utility>
@@ -21,6 +22,40 @@ constexpr unsigned char kWidth1 = 0x01;
 constexpr unsigned char kWidth2 = 0x02;
 constexpr unsigned char kWidth4 = 0x04;
 
+// Short strings (the names of messages, methods, parameters and types) recur in every
+// message. Each thread keeps the last ones it read, one lock held on each buffer, and
+// hands out shared copies of them instead of allocating; xstrings never change their
+// text, so the sharing is invisible. The slots are plain data; the owner, made on the
+// thread's first miss, drops the locks when the thread ends.
+constexpr uint64_t kSharedStringMax = 24;
+constexpr size_t kSharedStringSlots = 128;
+thread_local btkStrBuf* sharedStrings[kSharedStringSlots];
+
+struct SharedStringsOwner {
+  ~SharedStringsOwner() {
+    for (btkStrBuf*& buffer : sharedStrings) {
+      if (buffer != nullptr) buffer->Unlock();
+      buffer = nullptr;
+    }
+  }
+};
+thread_local SharedStringsOwner sharedStringsOwner;
+
+xstring SharedString(const char* text, uint64_t size) {
+  uint32_t hash = 2166136261u;  // FNV-1a
+  for (uint64_t i = 0; i < size; ++i) {
+    hash = (hash ^ static_cast<unsigned char>(text[i])) * 16777619u;
+  }
+  btkStrBuf*& slot = sharedStrings[hash % kSharedStringSlots];
+  if (slot == nullptr || slot->MBSize() != size || std::memcmp(slot->MB(), text, size) != 0) {
+    (void)&sharedStringsOwner;  // made with the first buffer the thread keeps
+    btkStrBuf* fresh = btkStrBuf::CopyMB(text, static_cast<size_t>(size));
+    if (slot != nullptr) slot->Unlock();
+    slot = fresh;
+  }
+  return xstring(__xstring_c{slot, slot->MB(), nullptr}, true);
+}
+
 void CheckStreamMode(btkStreamBase* stream) {
   if (stream->GetSerializer()->GetMode() != 1) xthrowException("invalid stream mode");
 }
@@ -37,7 +72,8 @@ zubBinS11nRtti* DescriptorOrThrow(const xstring& typeName) {
 // ---------------------------------------------------------------------------------------
 // Writing
 
-zubBinSerializer::zubBinSerializer(btkOStream* stream) : stream_(stream), listener_(nullptr) {
+zubBinSerializer::zubBinSerializer(btkOStream* stream)
+    : stream_(stream), listener_(nullptr), memory_(dynamic_cast<btkMemOStream*>(stream)) {
   CheckStreamMode(stream_);
 }
 
@@ -67,7 +103,7 @@ uint64_t zubBinSerializer::writeStringSize(const xstring& s) {
 }
 
 void zubBinSerializer::writeString(const xstring& s, uint64_t size) {
-  if (size > 0) stream_->Write(s.CastToCString(), size);
+  if (size > 0) write(s.CastToCString(), size);
 }
 
 void zubBinSerializer::writeString(xstring value) { writeString(value, writeStringSize(value)); }
@@ -113,7 +149,8 @@ void zubBinSerializer::writeAny(xany value) {
 // ---------------------------------------------------------------------------------------
 // Reading
 
-zubBinDeserializer::zubBinDeserializer(btkIStream* stream) : stream_(stream), listener_(nullptr) {
+zubBinDeserializer::zubBinDeserializer(btkIStream* stream)
+    : stream_(stream), listener_(nullptr), memory_(dynamic_cast<btkMemIStream*>(stream)) {
   CheckStreamMode(stream_);
 }
 
@@ -157,12 +194,18 @@ void zubBinDeserializer::readString(xstring& s, uint64_t size) {
   if (size > static_cast<uint64_t>(std::numeric_limits<int32_t>::max())) {
     xthrowException("unsupported string size");
   }
+  if (size <= kSharedStringMax) {
+    char text[kSharedStringMax];
+    read(text, size);
+    s = SharedString(text, size);
+    return;
+  }
   if (size <= kStringChunk) {
     char* text = nullptr;
     btkStrBuf* buffer = btkStrBuf::AllocMB(static_cast<int32_t>(size), &text);
     xstring body;
     body.Assign(__xstring_c{buffer, text, nullptr}, false);  // owned before Read can raise
-    stream_->Read(text, size);
+    read(text, size);
     s = std::move(body);
     return;
   }
@@ -171,7 +214,7 @@ void zubBinDeserializer::readString(xstring& s, uint64_t size) {
     const size_t have = body.size();
     const size_t piece = static_cast<size_t>(std::min<uint64_t>(size - have, kStringChunk));
     body.resize(have + piece);
-    stream_->Read(&body[have], piece);
+    read(&body[have], piece);
   }
   s = xstring(body.data(), body.size());
 }

@@ -15,6 +15,7 @@
 
 #include <cstdint>
 
+#include "platform/memory_streams.h"
 #include "platform/streams.h"
 #include "serialization/export.h"
 #include "serialization/serializer.h"
@@ -64,15 +65,25 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   void writeAny(xany value) override;
 
  private:
+  // One Write per field. A memory stream, whose Write is final, is called without the
+  // virtual dispatch, so that fixed-size fields compile to plain stores.
+  void write(const void* data, size_t n) {
+    if (memory_ != nullptr) {
+      memory_->Write(data, n);
+    } else {
+      stream_->Write(data, n);
+    }
+  }
   template <class T>
   void writePrimitive(T value) {
-    stream_->Write(&value, sizeof(T));
+    write(&value, sizeof(T));
   }
   uint64_t writeStringSize(const xstring& s);
   void writeString(const xstring& s, uint64_t size);
 
   btkOStream* stream_;
   zubBinSerializerListener* listener_;
+  btkMemOStream* memory_;  // stream_ when it is a memory stream, else null
 };
 
 // Reads "bins11n" from a stream. Hostile input never reads garbage or exhausts memory:
@@ -104,9 +115,17 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   void readAny(xany& value) override;
 
  private:
+  // One Read per field; a memory stream is called without the virtual dispatch.
+  void read(void* data, size_t n) {
+    if (memory_ != nullptr) {
+      memory_->Read(data, n);
+    } else {
+      stream_->Read(data, n);
+    }
+  }
   template <class T>
   void readPrimitive(T& value) {
-    stream_->Read(&value, sizeof(T));
+    read(&value, sizeof(T));
   }
   uint64_t readStringSize();
   void readString(xstring& s, uint64_t size);
@@ -114,6 +133,7 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
 
   btkIStream* stream_;
   zubBinDeserializerListener* listener_;
+  btkMemIStream* memory_;  // stream_ when it is a memory stream, else null
   int depth_ = 0;
 };
 

@@ -1,10 +1,16 @@
 #include "support/sequence_types.h"
 
+#include <algorithm>
+
 #include "platform/exceptions.h"
 #include "platform/sequences.h"
 #include "support/type_support.h"
 
 namespace {
+
+// Room for at most this many elements is made before they arrive: enough for the
+// usual parameter lists, and a count that lies costs no more than that.
+constexpr int32_t kReserveMax = 16;
 
 int32_t ReadCount(zubDeserializer& in) {
   int count = 0;
@@ -21,6 +27,7 @@ void WriteStrings(zubSerializer& out, const xstringsequence& seq) {
 
 void ReadStrings(zubDeserializer& in, xstringsequence& seq) {
   const int32_t n = ReadCount(in);
+  seq.reserve(std::min(n, kReserveMax));
   for (int32_t i = 0; i < n; ++i) {
     xstring s;
     in.readString(s);
@@ -36,6 +43,7 @@ void WriteValues(zubSerializer& out, const xanysequence& seq) {
 
 void ReadValues(zubDeserializer& in, xanysequence& seq) {
   const int32_t n = ReadCount(in);
+  seq.reserve(std::min(n, kReserveMax));
   for (int32_t i = 0; i < n; ++i) {
     xany v;
     in.readAny(v);

@@ -28,22 +28,36 @@ struct TeamCodec {
 
   NoProxies proxyMap;
   btkMemOStream out;
-  // Made once, as a generated client keeps its method's names.
   const xstring server{"calc"};
-  const xstring names[4] = {"a", "b", "s", "v"};
+  // Made once, as a generated client keeps its method's name and parameter names (the
+  // call only reads the names sequence, so every call shares it).
+  std::string iface, method;
+  xstring callName;
+  xrchandle<xstringsequence> names;
 
-  TeamCodec() { zubSupportRegisterSequenceTypes(); }
+  TeamCodec() : names(xstringsequence::create()) {
+    zubSupportRegisterSequenceTypes();
+    names->reserve(4);
+    for (const char* n : {"a", "b", "s", "v"}) names->append(n);
+  }
 
   void encode(const anchors::Call& c) {
+    if (c.iface != iface || c.method != method) {
+      iface = c.iface;
+      method = c.method;
+      callName = xstring((iface + ":" + method).c_str());
+    }
     xrchandle<xanysequence> v(xanysequence::create());
+    v->reserve(static_cast<int32_t>(c.v.size()));
     for (int32_t x : c.v) v->append(xint{x});
+    xrchandle<xanysequence> values(xanysequence::create());
+    values->reserve(4);
+    values->append(xint{c.a});
+    values->append(xlong{c.b});
+    values->append(xstring(c.s.data(), c.s.size()));
+    values->append(xany(static_cast<xobject*>(v.get())));
     zubJexCall call;
-    call.setName(xstring((c.iface + ":" + c.method).c_str()));
-    call.setReturnType(zubGetRtti_int());
-    call.addParam(names[0], xint{c.a});
-    call.addParam(names[1], xlong{c.b});
-    call.addParam(names[2], xstring(c.s.data(), c.s.size()));
-    call.addParam(names[3], xany(static_cast<xobject*>(v.get())));
+    call.initialize(callName, zubGetRtti_int(), names, values, false);
     out.Clear();
     zubJEXSerializer::getInstance()->writeCall(&out, call, &proxyMap);
   }

@@ -280,6 +280,50 @@ TEST_F(JexSerializerTest, UnknownReturnTypeNameReadsAsNull) {
   EXPECT_EQ(r.getReturnType(), nullptr);
 }
 
+TEST_F(JexSerializerTest, TypeRegisteredAfterAFailedLookupIsFound) {
+  const std::string response = Str("JEXResponse") + kNilString + Bytes({2, 0, 0, 0}) +
+                               Str("LateType") + Bytes({0x01}) + kNilString + kNilString +
+                               Bytes({0x0A});
+  auto read = [&] {
+    zubJexResponse r;
+    btkMemIStream in(response);
+    Jex()->readResponse(&in, r, &map, "srv");
+    return r.getReturnType();
+  };
+  EXPECT_EQ(read(), nullptr);
+  static xrttiobject late;
+  initializeRttiObject(&late, "LateType", 0, 0, nullptr);
+  zubRttiRegister(&late);
+  EXPECT_EQ(read(), &late);
+}
+
+// Readers on several threads at once, each thread ending while strings it read are
+// still held by the main thread.
+TEST_F(JexSerializerTest, ConcurrentReadersShareTheEncoder) {
+  const std::string call = Str("JEXCall") + Str("Calc:add") + kNoType + Seq("xstringsequence", 2) +
+                           Str("a") + Str("s") + Seq("xanysequence", 2) + kInt1 + Bytes({0x08}) +
+                           Str("abc") + Bytes({0x00, 0x0A});
+  std::vector<xstring> kept(4);
+  std::vector<int> good(4, 0);
+  std::vector<std::thread> threads;
+  for (size_t t = 0; t < kept.size(); ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < 200; ++i) {
+        zubJexCall c;
+        btkMemIStream in(call);
+        Jex()->readCall(&in, c, &map, "srv");
+        if (c.getName() == "Calc:add" && c.getParamByName("s").toString() == "abc") ++good[t];
+        kept[t] = c.getParamNames()->getAt(1);
+      }
+    });
+  }
+  for (std::thread& t : threads) t.join();
+  for (size_t t = 0; t < kept.size(); ++t) {
+    EXPECT_EQ(good[t], 200);
+    EXPECT_TRUE(kept[t] == "s");
+  }
+}
+
 // Fills a call and a response with values that every failed read must leave alone.
 void FillBefore(zubJexCall& call, zubJexResponse& response) {
   call.setName("before");
