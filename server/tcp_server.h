@@ -64,7 +64,8 @@ class ZUBJEX_SERVER_EXPORT zubJexTcpServer {
   void start();
   // Stops accepting, closes idle connections, lets the calls in flight finish and send
   // their responses, and returns when every thread of the server has ended. Does
-  // nothing when the server is not running.
+  // nothing when the server is not running. Never call it from a method handler: it
+  // would wait for its own thread.
   void stop();
 
   // The port bound by start (0 before).
