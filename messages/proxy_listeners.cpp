@@ -11,12 +11,24 @@ zubJEXSerializerObjectListener::zubJEXSerializerObjectListener(zubJexProxyMap* p
   if (proxyMap == nullptr) xthrowException("invalid parameters");
 }
 
-void zubJEXSerializerObjectListener::onPostObjectWrite(xobject* object, zubSerializer* serializer) {
+bool zubJEXSerializerObjectListener::isRemoteInterface(xobject* object, const xrttiobject* type) {
+  for (int i = 0; i < knownTypeCount; ++i) {
+    if (knownTypes[i].type == type) return knownTypes[i].isProxy;
+  }
   const xstring typeName = object->getZubTypeName();
   zubBinS11nRtti* descriptor = zubBinS11nRttiGetDescriptor(typeName.CastToCString());
   if (descriptor == nullptr) xthrowException(xstring("invalid s11n descriptor: ") + typeName);
-  if (!descriptor->isProxy(nullptr)) return;
+  const bool isProxy = descriptor->isProxy(nullptr);
+  if (type != nullptr && knownTypeCount < kKnownTypesMax) {
+    knownTypes[knownTypeCount++] = KnownType{type, isProxy};
+  }
+  return isProxy;
+}
 
+void zubJEXSerializerObjectListener::onPostObjectWrite(xobject* object, zubSerializer* serializer) {
+  if (!isRemoteInterface(object, object->getRtti())) return;
+
+  const xstring typeName = object->getZubTypeName();
   zubS11nJexProxy* proxy = zubS11nCastToJexProxy(object);
   xstring id =
       proxy != nullptr ? proxy->getProxyId() : proxyMap->getObjectId(xrcunihandle<xobject>(object));
