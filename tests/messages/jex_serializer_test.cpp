@@ -444,14 +444,4 @@ TEST_F(JexSerializerTest, WriteEnumFailsAfterTheTag) {
   EXPECT_EQ(Hex(out.str()), Hex(Str("JEXObject") + Bytes({0x09})));
 }
 
-TEST_F(JexSerializerTest, OneInstanceForAllThreads) {
-  std::vector<zubJEXSerializer*> seen(4, nullptr);
-  std::vector<std::thread> threads;
-  for (size_t i = 0; i < seen.size(); ++i) {
-    threads.emplace_back([&seen, i] { seen[i] = zubJEXSerializer::getInstance(); });
-  }
-  for (std::thread& t : threads) t.join();
-  for (zubJEXSerializer* s : seen) EXPECT_EQ(s, Jex());
-}
-
 }  // namespace

@@ -118,14 +118,6 @@ TEST_F(ProxyListenersTest, GoldenObjectsInBothDirections) {
   }
 }
 
-TEST_F(ProxyListenersTest, ResolvedIdGivesHostObjectAndFreesTheProxy) {
-  const int findsBefore = map.findObjectCalls;
-  xany read = Read(Bytes({0x00}) + Str("IFoo") + Str("h7"));
-  EXPECT_EQ(read.toObject(), host.get());
-  EXPECT_EQ(FooProxy::live, 0);
-  EXPECT_EQ(map.findObjectCalls, findsBefore + 1);
-}
-
 TEST_F(ProxyListenersTest, NilIdIsStoredUnchanged) {
   xany read = Read(Bytes({0x00}) + Str("IFoo") + Bytes({0x01, 0x00}));
   zubS11nJexProxy* p = zubS11nCastToJexProxy(read.toObject());
