@@ -110,7 +110,7 @@ xrchandle<xanysequence> values(std::initializer_list<xany> items) {
   return seq;
 }
 
-void step(int n, const char* title) { std::cout << "\n" << n << ". " << title << "\n"; }
+void step(int n, const char* title) { std::cout << "\n" << n << ". " << title << std::endl; }
 
 void say(const std::string& text) { std::cout << "   " << text << std::endl; }
 
