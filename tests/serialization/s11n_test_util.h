@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/exceptions.h"
+#include "platform/handles.h"
 #include "platform/memory_streams.h"
 #include "serialization/bin_serializer.h"
 
@@ -70,6 +71,12 @@ class Reader {
   explicit Reader(const std::string& bytes) : bytes_(bytes), in_(bytes_), d_(&in_) {}
   zubBinDeserializer& d() { return d_; }
   size_t consumed() const { return in_.position(); }
+  // Reads one object and takes ownership of it.
+  xrchandle<xobject> object() {
+    xobject* o = nullptr;
+    d_.readObject(o);
+    return xrchandle<xobject>(o);
+  }
   bool atEnd() const { return in_.remaining() == 0; }
 
  private:
