@@ -13,60 +13,48 @@ using s11ntest::ErrorOf;
 using s11ntest::Hex;
 using s11ntest::Reader;
 
+// `hex` reads as `value`; when `written`, `value` also encodes to `hex`. The rows that
+// only a reader meets are the markers, which turn into nil or uninit.
 struct AnyCase {
   const char* label;
   xany value;
   const char* hex;
+  bool written;
 };
 
-// Values whose encoding reads back as the same value.
-const AnyCase kRoundTrips[] = {
-    {"uninit", xany(), "00"},
-    {"nil", xany::Nil(), "01"},
-    {"int 5", xany(xint{5}), "02 05 00 00 00"},
-    {"int -1", xany(xint{-1}), "02 FF FF FF FF"},
-    {"long -1", xany(xlong{-1}), "03 FF FF FF FF FF FF FF FF"},
-    {"byte -127 (uninit marker stays a byte)", xany(XBYTE_UNINIT), "04 81"},
-    {"short 2", xany(xshort{2}), "05 02 00"},
-    {"short uninit marker stays a short", xany(XSHORT_UNINIT), "05 01 80"},
-    {"bool 1", xany(xbool{1}), "06 01"},
-    {"bool 2", xany(xbool{2}), "06 02"},
-    {"real 1.0", xany(xreal{1.0}), "07 00 00 00 00 00 00 F0 3F"},
-    {"string abc", xany("abc"), "08 01 03 61 62 63"},
-    {"null object is nil", xany(XOBJECT_NIL), "01"},
+const AnyCase kTaggedValues[] = {
+    {"uninit", xany(), "00", true},
+    {"nil", xany::Nil(), "01", true},
+    {"int 5", xany(xint{5}), "02 05 00 00 00", true},
+    {"int -1", xany(xint{-1}), "02 FF FF FF FF", true},
+    {"long -1", xany(xlong{-1}), "03 FF FF FF FF FF FF FF FF", true},
+    {"byte -127 (uninit marker stays a byte)", xany(XBYTE_UNINIT), "04 81", true},
+    {"short 2", xany(xshort{2}), "05 02 00", true},
+    {"short uninit marker stays a short", xany(XSHORT_UNINIT), "05 01 80", true},
+    {"bool 1", xany(xbool{1}), "06 01", true},
+    {"bool 2", xany(xbool{2}), "06 02", true},
+    {"real 1.0", xany(xreal{1.0}), "07 00 00 00 00 00 00 F0 3F", true},
+    {"string abc", xany("abc"), "08 01 03 61 62 63", true},
+    {"null object is nil", xany(XOBJECT_NIL), "01", true},
+    {"int nil marker", xany::Nil(), "02 00 00 00 80", false},
+    {"long nil marker", xany::Nil(), "03 00 00 00 00 00 00 00 80", false},
+    {"byte nil marker", xany::Nil(), "04 80", false},
+    {"short nil marker", xany::Nil(), "05 00 80", false},
+    {"bool nil marker", xany::Nil(), "06 80", false},
+    {"bool uninit marker", xany(), "06 81", false},
+    {"real uninit marker (9e125)", xany(), "07 06 5D DF 16 D5 45 15 5A", false},
+    {"real nil marker (1e126)", xany::Nil(), "07 3F A0 14 C4 EC A2 17 5A", false},
+    {"empty string", xany::Nil(), "08 01 00", false},
+    {"null object", xany::Nil(), "0A 01", false},
+    {"int uninit marker stays an int", xany(XINT_UNINIT), "02 01 00 00 80", false},
 };
 
-TEST(TaggedValueTest, GoldenVectorsBothWays) {
-  for (const AnyCase& c : kRoundTrips) {
+TEST(TaggedValueTest, GoldenVectors) {
+  for (const AnyCase& c : kTaggedValues) {
     SCOPED_TRACE(c.label);
-    EXPECT_EQ(Hex(Encode([&](zubSerializer& s) { s.writeAny(c.value); })), c.hex);
-    Reader r(Bytes(c.hex));
-    xany got(xint{99});
-    r.d().readAny(got);
-    EXPECT_EQ(got.getKind(), c.value.getKind());
-    EXPECT_TRUE(got == c.value);
-    EXPECT_TRUE(r.atEnd());
-  }
-}
-
-// Encodings that only the reader meets: the markers turn into nil or uninit.
-const AnyCase kMarkersOnReading[] = {
-    {"int nil marker", xany::Nil(), "02 00 00 00 80"},
-    {"long nil marker", xany::Nil(), "03 00 00 00 00 00 00 00 80"},
-    {"byte nil marker", xany::Nil(), "04 80"},
-    {"short nil marker", xany::Nil(), "05 00 80"},
-    {"bool nil marker", xany::Nil(), "06 80"},
-    {"bool uninit marker", xany(), "06 81"},
-    {"real uninit marker (9e125)", xany(), "07 06 5D DF 16 D5 45 15 5A"},
-    {"real nil marker (1e126)", xany::Nil(), "07 3F A0 14 C4 EC A2 17 5A"},
-    {"empty string", xany::Nil(), "08 01 00"},
-    {"null object", xany::Nil(), "0A 01"},
-    {"int uninit marker stays an int", xany(XINT_UNINIT), "02 01 00 00 80"},
-};
-
-TEST(TaggedValueTest, MarkerValuesBecomeNilOrUninit) {
-  for (const AnyCase& c : kMarkersOnReading) {
-    SCOPED_TRACE(c.label);
+    if (c.written) {
+      EXPECT_EQ(Hex(Encode([&](zubSerializer& s) { s.writeAny(c.value); })), c.hex);
+    }
     Reader r(Bytes(c.hex));
     xany got("previous");
     r.d().readAny(got);
@@ -74,9 +62,7 @@ TEST(TaggedValueTest, MarkerValuesBecomeNilOrUninit) {
     EXPECT_TRUE(got == c.value);
     EXPECT_TRUE(r.atEnd());
   }
-}
-
-TEST(TaggedValueTest, EmptyStringIsWrittenAsAStringAndReadAsNil) {
+  // The empty string is written as a string, though it reads as nil.
   EXPECT_EQ(Hex(Encode([](zubSerializer& s) { s.writeAny(xany(xstring(""))); })), "08 01 00");
 }
 
