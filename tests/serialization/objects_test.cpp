@@ -18,9 +18,11 @@ using s11ntest::Hex;
 using s11ntest::Node;
 using s11ntest::Reader;
 
+const std::string kFoo = Bytes("00 01 03 46 6F 6F 07 00 00 00");
+const std::string kNode = Bytes("00 01 09") + "test.Node";
+
 int IdOf(xobject* o) {
-  Node* n = o->isKindOf(Node::getClassRtti()) ? static_cast<Node*>(o) : nullptr;
-  return n != nullptr ? n->id : -1;
+  return o != nullptr && o->isKindOf(Node::getClassRtti()) ? static_cast<Node*>(o)->id : -1;
 }
 
 // Writes the node id as one byte after each object and records the order of calls.
@@ -44,6 +46,17 @@ class RecordingReadListener : public zubBinDeserializerListener {
   std::vector<int> order;
 };
 
+class ThrowingWriteListener : public zubBinSerializerListener {
+ public:
+  void onPostObjectWrite(xobject*, zubSerializer*) override { xthrowException("write listener"); }
+};
+
+class ThrowingReadListener : public zubBinDeserializerListener {
+ public:
+  void onPostObjectRead(xobject*&, zubDeserializer*) override { xthrowException("listener"); }
+};
+
+// Every test ends with as many live test objects as it started with.
 class ObjectEncodingTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -56,132 +69,114 @@ class ObjectEncodingTest : public ::testing::Test {
 
 TEST_F(ObjectEncodingTest, NullObjectIsOneFlagByteAndCallsNoListener) {
   RecordingWriteListener wl;
-  btkMemOStream out;
-  zubBinSerializer s(&out);
-  s.registerListener(&wl);
-  s.writeObject(nullptr);
-  EXPECT_EQ(Hex(out.str()), "01");
+  EXPECT_EQ(Hex(Encode([&](auto& s) {
+              s.registerListener(&wl);
+              s.writeObject(nullptr);
+            })),
+            "01");
   EXPECT_TRUE(wl.order.empty());
-
   for (const char* flag : {"01", "02", "FF"}) {
     RecordingReadListener rl;
     Reader r(Bytes(flag));
     r.d().registerListener(&rl);
-    xobject* got = reinterpret_cast<xobject*>(&rl);
-    r.d().readObject(got);
-    EXPECT_EQ(got, nullptr);
+    EXPECT_EQ(r.object().get(), nullptr);
     EXPECT_TRUE(rl.order.empty());
   }
 }
 
 TEST_F(ObjectEncodingTest, ObjectIsFlagTypeNameAndContentsBothWays) {
-  const std::string golden = Bytes("00 01 03 46 6F 6F 07 00 00 00");
   xrchandle<s11ntest::Foo> foo(new s11ntest::Foo());
-  EXPECT_EQ(Encode([&](zubSerializer& s) { s.writeObject(foo.get()); }), golden);
+  EXPECT_EQ(Encode([&](zubSerializer& s) { s.writeObject(foo.get()); }), kFoo);
   EXPECT_EQ(foo->refCount(), 1);  // the descriptor's handle was released
-
-  Reader r(golden);
-  xobject* got = nullptr;
-  r.d().readObject(got);
-  xrchandle<xobject> owned(got);
-  ASSERT_TRUE(got != nullptr && got->isKindOf(s11ntest::Foo::getClassRtti()));
-  EXPECT_EQ(static_cast<s11ntest::Foo*>(got)->value, 7);
+  Reader r(kFoo);
+  xrchandle<xobject> got = r.object();
+  ASSERT_TRUE(got && got->isKindOf(s11ntest::Foo::getClassRtti()));
+  EXPECT_EQ(static_cast<s11ntest::Foo*>(got.get())->value, 7);
   EXPECT_TRUE(r.atEnd());
-}
 
-TEST_F(ObjectEncodingTest, DescriptorWithoutContentFunctionsWritesTheNameAlone) {
+  // A descriptor without content functions writes the name alone.
   xrchandle<s11ntest::Empty> e(new s11ntest::Empty());
-  const std::string bytes = Encode([&](zubSerializer& s) { s.writeObject(e.get()); });
-  EXPECT_EQ(bytes, Bytes("00 01 0A") + "test.Empty");
-  Reader r(bytes);
-  xobject* got = nullptr;
-  r.d().readObject(got);
-  xrchandle<xobject> owned(got);
-  EXPECT_TRUE(got->isKindOf(s11ntest::Empty::getClassRtti()));
+  const std::string empty = Encode([&](zubSerializer& s) { s.writeObject(e.get()); });
+  EXPECT_EQ(empty, Bytes("00 01 0A") + "test.Empty");
+  EXPECT_TRUE(Reader(empty).object()->isKindOf(s11ntest::Empty::getClassRtti()));
 }
 
 TEST_F(ObjectEncodingTest, NestedObjectsCallTheListenerInnerFirst) {
   xrchandle<Node> chain = Chain(2);
   RecordingWriteListener wl;
-  btkMemOStream out;
-  zubBinSerializer s(&out);
-  s.registerListener(&wl);
-  s.writeObject(chain.get());
-  const std::string node = Bytes("00 01 09") + "test.Node";
-  EXPECT_EQ(Hex(out.str()), Hex(node + Bytes("01 00 00 00") + node + Bytes("02 00 00 00") +
-                                Bytes("01") + Bytes("02 01")));
+  const std::string bytes = Encode([&](auto& s) {
+    s.registerListener(&wl);
+    s.writeObject(chain.get());
+  });
+  EXPECT_EQ(Hex(bytes), Hex(kNode + Bytes("01 00 00 00") + kNode + Bytes("02 00 00 00 01 02 01")));
   EXPECT_EQ(wl.order, (std::vector<int>{2, 1}));
 
   RecordingReadListener rl;
-  Reader r(out.str());
+  Reader r(bytes);
   r.d().registerListener(&rl);
-  xobject* got = nullptr;
-  r.d().readObject(got);
-  xrchandle<xobject> owned(got);
+  xrchandle<xobject> got = r.object();
   EXPECT_EQ(rl.order, (std::vector<int>{2, 1}));
-  EXPECT_EQ(static_cast<Node*>(got)->child->id, 2);
+  EXPECT_EQ(static_cast<Node*>(got.get())->child->id, 2);
   EXPECT_TRUE(r.atEnd());
 }
 
-TEST_F(ObjectEncodingTest, WriteFailuresLeaveOnlyTheFlag) {
-  struct Case {
-    xobject* object;
+// A failed write leaves what was written before the failure and releases the
+// descriptor's handle on the object.
+TEST_F(ObjectEncodingTest, WriteFailures) {
+  ThrowingWriteListener throwing;
+  const struct {
+    const char* label;
+    xrchandle<xobject> object;
+    zubBinSerializerListener* listener;
     const char* error;
+    const char* written;  // nullptr: not checked
+  } cases[] = {
+      {"unregistered", new s11ntest::Unregistered(), nullptr, "invalid rtti test.Unregistered",
+       "00"},
+      {"nameless", new s11ntest::Nameless(), nullptr, "invalid type name", "00"},
+      {"listener raises", Chain(1), &throwing, "write listener", nullptr},
   };
-  xrchandle<xobject> unregistered(new s11ntest::Unregistered());
-  xrchandle<xobject> nameless(new s11ntest::Nameless());
-  for (const Case& c : {Case{unregistered.get(), "invalid rtti test.Unregistered"},
-                        Case{nameless.get(), "invalid type name"}}) {
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.label);
     btkMemOStream out;
     zubBinSerializer s(&out);
-    EXPECT_EQ(ErrorOf([&] { s.writeObject(c.object); }), c.error);
-    EXPECT_EQ(Hex(out.str()), "00");
+    if (c.listener != nullptr) s.registerListener(c.listener);
+    EXPECT_EQ(ErrorOf([&] { s.writeObject(c.object.get()); }), c.error);
+    if (c.written != nullptr) {
+      EXPECT_EQ(Hex(out.str()), c.written);
+    }
+    EXPECT_EQ(c.object->refCount(), 1);
   }
 }
 
+// A failed read frees every instance it made (checked on tear-down), also when the
+// failure is deep inside nested objects or raised by a listener.
 TEST_F(ObjectEncodingTest, ReadFailuresAndWhatTheyConsume) {
-  struct Case {
+  const std::string failing = Bytes("00 01 0C") + "test.Failing" + Bytes("01 00 00 00");
+  ThrowingReadListener throwing;
+  const struct {
     std::string bytes;
     const char* error;
-    size_t consumed;
+    size_t consumed;  // 0: not checked
+    zubBinDeserializerListener* listener;
+  } cases[] = {
+      {Bytes("00 01 00 07"), "invalid type name", 3, nullptr},
+      {Bytes("00 01 03") + "Bar" + Bytes("07"), "invalid rtti Bar", 6, nullptr},
+      {Bytes("00 01 11") + "test.Unregistered", "invalid rtti test.Unregistered", 20, nullptr},
+      {Bytes("00 03"), "unsupported string size", 2, nullptr},
+      {failing, "broken contents", 0, nullptr},
+      {kNode + Bytes("05 00 00 00") + failing, "broken contents", 0, nullptr},
+      {kFoo, "listener", 0, &throwing},
   };
-  const Case cases[] = {
-      {Bytes("00 01 00 07"), "invalid type name", 3},
-      {Bytes("00 01 03") + "Bar" + Bytes("07"), "invalid rtti Bar", 6},
-      {Bytes("00 01 11") + "test.Unregistered", "invalid rtti test.Unregistered", 20},
-      {Bytes("00 03"), "unsupported string size", 2},
-  };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.error);
     Reader r(c.bytes);
-    xobject* got = nullptr;
-    EXPECT_EQ(ErrorOf([&] { r.d().readObject(got); }), c.error);
-    EXPECT_EQ(r.consumed(), c.consumed);
+    if (c.listener != nullptr) r.d().registerListener(c.listener);
+    EXPECT_EQ(ErrorOf([&] { r.object(); }), c.error);
+    if (c.consumed != 0) {
+      EXPECT_EQ(r.consumed(), c.consumed);
+    }
   }
-}
-
-TEST_F(ObjectEncodingTest, InstanceIsFreedWhenItsContentsFailToRead) {
-  const std::string failing = Bytes("00 01 0C") + "test.Failing" + Bytes("01 00 00 00");
-  Reader r(failing);
-  xobject* got = nullptr;
-  EXPECT_EQ(ErrorOf([&] { r.d().readObject(got); }), "broken contents");
-  // Also when the failure is deep inside nested objects.
-  const std::string nested = Bytes("00 01 09") + "test.Node" + Bytes("05 00 00 00") + failing;
-  Reader r2(nested);
-  EXPECT_EQ(ErrorOf([&] { r2.d().readObject(got); }), "broken contents");
-}
-
-class ThrowingReadListener : public zubBinDeserializerListener {
- public:
-  void onPostObjectRead(xobject*&, zubDeserializer*) override { xthrowException("listener"); }
-};
-
-TEST_F(ObjectEncodingTest, InstanceIsFreedWhenTheListenerRaises) {
-  ThrowingReadListener l;
-  Reader r(Bytes("00 01 03 46 6F 6F 07 00 00 00"));
-  r.d().registerListener(&l);
-  xobject* got = nullptr;
-  EXPECT_EQ(ErrorOf([&] { r.d().readObject(got); }), "listener");
 }
 
 class ReplacingReadListener : public zubBinDeserializerListener {
@@ -197,53 +192,29 @@ class ReplacingReadListener : public zubBinDeserializerListener {
 TEST_F(ObjectEncodingTest, ListenerMayReplaceTheObject) {
   xrchandle<Node> mine = Chain(1);
   ReplacingReadListener l(mine.get());
-  Reader r(Bytes("00 01 03 46 6F 6F 07 00 00 00"));
+  Reader r(kFoo);
   r.d().registerListener(&l);
-  xobject* got = nullptr;
-  r.d().readObject(got);
-  EXPECT_EQ(got, mine.get());
-}
-
-class ThrowingSerializeListener : public zubBinSerializerListener {
- public:
-  void onPostObjectWrite(xobject*, zubSerializer*) override { xthrowException("write listener"); }
-};
-
-TEST_F(ObjectEncodingTest, WriteErrorsPassThroughAndReleaseTheDescriptorsHandle) {
-  xrchandle<Node> chain = Chain(1);
-  ThrowingSerializeListener l;
-  btkMemOStream out;
-  zubBinSerializer s(&out);
-  s.registerListener(&l);
-  EXPECT_EQ(ErrorOf([&] { s.writeObject(chain.get()); }), "write listener");
-  EXPECT_EQ(chain->refCount(), 1);
+  EXPECT_EQ(r.object().get(), mine.get());
 }
 
 TEST_F(ObjectEncodingTest, NestingIsLimited) {
   const int limit = zubBinDeserializer::kMaxObjectDepth;
   for (int depth : {limit, limit + 1}) {
     SCOPED_TRACE(depth);
-    xrchandle<Node> chain = Chain(depth);
-    const std::string bytes = Encode([&](zubSerializer& s) { s.writeObject(chain.get()); });
-    chain.reset();
+    const std::string bytes = Encode([&](zubSerializer& s) { s.writeObject(Chain(depth).get()); });
     Reader r(bytes);
-    xobject* got = nullptr;
     if (depth == limit) {
-      r.d().readObject(got);
-      xrchandle<xobject> owned(got);
-      EXPECT_EQ(IdOf(got), 1);
+      EXPECT_EQ(IdOf(r.object().get()), 1);
       EXPECT_TRUE(r.atEnd());
     } else {
-      EXPECT_EQ(ErrorOf([&] { r.d().readObject(got); }), "object nesting too deep");
+      EXPECT_EQ(ErrorOf([&] { r.object(); }), "object nesting too deep");
     }
   }
 }
 
 TEST_F(ObjectEncodingTest, ObjectInATaggedValueIsOwnedByTheValue) {
-  xrchandle<Node> node = Chain(1);
-  const std::string bytes = Encode([&](zubSerializer& s) { s.writeAny(xany(node.get())); });
+  const std::string bytes = Encode([&](zubSerializer& s) { s.writeAny(xany(Chain(1).get())); });
   EXPECT_EQ(bytes, Bytes("0A 00 01 09") + "test.Node" + Bytes("01 00 00 00 01"));
-  node.reset();
   Reader r(bytes);
   xany got;
   r.d().readAny(got);
