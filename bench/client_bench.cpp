@@ -19,13 +19,7 @@
 
 namespace {
 
-class NoProxies : public zubJexProxyMap {
- public:
-  xstring getObjectId(xrcunihandle<xobject>) override { return xstring(); }
-  xrcunihandle<xobject> findObject(const xstring&) override { return {}; }
-};
-
-NoProxies proxyMap;
+zubJexNoHostObjectsMap proxyMap;
 
 // Swallows every request and answers each with the same bytes.
 class ReplayTransport : public zubJexTransport {

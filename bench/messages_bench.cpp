@@ -17,14 +17,7 @@
 
 namespace {
 
-// The representative call holds no proxies: the map is never asked.
-class NoProxies : public zubJexProxyMap {
- public:
-  xstring getObjectId(xrcunihandle<xobject>) override { return xstring(); }
-  xrcunihandle<xobject> findObject(const xstring&) override { return {}; }
-};
-
-NoProxies proxyMap;
+zubJexNoHostObjectsMap proxyMap;
 const xstring kServer("calc-server");
 
 void BuildCall(zubJexCall& call) {

@@ -36,13 +36,7 @@
 
 namespace {
 
-class NoProxies : public zubJexProxyMap {
- public:
-  xstring getObjectId(xrcunihandle<xobject>) override { return xstring(); }
-  xrcunihandle<xobject> findObject(const xstring&) override { return {}; }
-};
-
-NoProxies proxyMap;
+zubJexNoHostObjectsMap proxyMap;
 zubJexDispatcher* dispatcher = nullptr;
 zubJexTcpServer* calcServer = nullptr;
 zubJexTcpTransportFactory* tcpFactory = nullptr;

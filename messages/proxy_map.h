@@ -26,4 +26,13 @@ class ZUBJEX_EXPORT zubJexProxyMap {
   virtual xrcunihandle<xobject> findObject(const xstring& id) = 0;
 };
 
+// The proxy map of a host that sends none of its own objects to a server: it names no
+// object (writing one fails) and resolves no identifier (every proxy read stays a proxy
+// of the server). Stateless and thread-safe.
+class ZUBJEX_EXPORT zubJexNoHostObjectsMap : public zubJexProxyMap {
+ public:
+  xstring getObjectId(xrcunihandle<xobject>) override { return xstring(); }
+  xrcunihandle<xobject> findObject(const xstring&) override { return xrcunihandle<xobject>(); }
+};
+
 #endif  // ZUBJEX_MESSAGES_PROXY_MAP_H_

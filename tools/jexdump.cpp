@@ -26,13 +26,6 @@
 
 namespace {
 
-// Resolves no identifier: every proxy in the message stays a proxy.
-class NoHostObjects : public zubJexProxyMap {
- public:
-  xstring getObjectId(xrcunihandle<xobject>) override { return xstring(); }
-  xrcunihandle<xobject> findObject(const xstring&) override { return {}; }
-};
-
 bool ParseHex(const std::string& text, std::string& bytes) {
   int high = -1;
   for (char c : text) {
@@ -94,7 +87,7 @@ void PrintResponse(const zubJexResponse& response) {
 
 // Prints the message; raises what the encoder raises.
 void Dump(const std::string& bytes) {
-  NoHostObjects map;
+  zubJexNoHostObjectsMap map;
   zubJEXSerializer* encoder = zubJEXSerializer::getInstance();
   btkMemIStream in(bytes);
   xstring tag = ReadTag(bytes);

@@ -97,13 +97,6 @@ std::unique_ptr<Connection> connect(zubJexDispatcher& dispatcher, int argc, char
 
 // ---- The host ----
 
-// The host sends none of its own objects to the server, so its proxy map knows none.
-class NoHostObjects : public zubJexProxyMap {
- public:
-  xstring getObjectId(xrcunihandle<xobject>) override { return xstring(); }
-  xrcunihandle<xobject> findObject(const xstring&) override { return xrcunihandle<xobject>(); }
-};
-
 xrchandle<xanysequence> values(std::initializer_list<xany> items) {
   xrchandle<xanysequence> seq(xanysequence::create());
   for (const xany& v : items) seq->append(v);
@@ -218,7 +211,7 @@ int main(int argc, char** argv) {
     std::cerr << "usage: zubjex_demo [--in-memory | HOST:PORT]\n";
     return 2;
   }
-  NoHostObjects hostObjects;
+  zubJexNoHostObjectsMap hostObjects;
 
   step(1, "Setting up: one configuration and one proxy map per server");
   zubJexConfig config;
