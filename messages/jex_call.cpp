@@ -23,8 +23,8 @@ void zubJexCall::addParam(xstring name, xany value) {
   } else if (paramValues.isNull()) {
     paramValues = xanysequence::create();
   }
-  paramNames->append(name);
-  paramValues->append(value);
+  paramNames->append(std::move(name));
+  paramValues->append(std::move(value));
 }
 
 xany zubJexCall::getParamByName(xstring name) {

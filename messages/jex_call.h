@@ -3,6 +3,8 @@
 #ifndef ZUBJEX_MESSAGES_JEX_CALL_H_
 #define ZUBJEX_MESSAGES_JEX_CALL_H_
 
+#include <utility>
+
 #include "platform/handles.h"
 #include "platform/sequences.h"
 #include "platform/xany.h"
@@ -37,15 +39,15 @@ class ZUBJEX_EXPORT zubJexCall {
   xany getParamByName(xstring name);
 
   xstring getName() const { return name; }
-  void setName(xstring value) { name = value; }
+  void setName(xstring value) { name = std::move(value); }
   // The type of the result; null for a method without one.
   xrtti* getReturnType() const { return returnType; }
   void setReturnType(xrtti* value) { returnType = value; }
   // A new reference to the call's sequence, or a null handle.
   xrchandle<xstringsequence> getParamNames() const { return paramNames; }
-  void setParamNames(xrchandle<xstringsequence> value) { paramNames = value; }
+  void setParamNames(xrchandle<xstringsequence> value) { paramNames = std::move(value); }
   xrchandle<xanysequence> getParamValues() const { return paramValues; }
-  void setParamValues(xrchandle<xanysequence> value) { paramValues = value; }
+  void setParamValues(xrchandle<xanysequence> value) { paramValues = std::move(value); }
   // One-way: for a method without a result the client sends and reads no response.
   bool getIsAsync() const { return isAsync; }
   void setIsAsync(bool value) { isAsync = value; }

@@ -3,6 +3,7 @@
 #define ZUBJEX_MESSAGES_JEX_RESPONSE_H_
 
 #include <cstdint>
+#include <utility>
 
 #include "platform/xany.h"
 #include "platform/xobject.h"
@@ -32,7 +33,7 @@ class ZUBJEX_EXPORT zubJexResponse {
 
   // The client expects the method name followed by "Response" or "Reply".
   xstring getName() const { return name; }
-  void setName(xstring value) { name = value; }
+  void setName(xstring value) { name = std::move(value); }
   zubJexResponseKind getKind() const { return kind; }
   void setKind(zubJexResponseKind value) { kind = value; }
   // The type of the returned value; null when the response carries none.
@@ -40,11 +41,11 @@ class ZUBJEX_EXPORT zubJexResponse {
   void setReturnType(xrtti* value) { returnType = value; }
   // The returned value; in a fault response the fault detail.
   xany getObject() const { return object; }
-  void setObject(xany value) { object = value; }
+  void setObject(xany value) { object = std::move(value); }
   xstring getFaultCode() const { return faultCode; }
-  void setFaultCode(xstring value) { faultCode = value; }
+  void setFaultCode(xstring value) { faultCode = std::move(value); }
   xstring getFaultString() const { return faultString; }
-  void setFaultString(xstring value) { faultString = value; }
+  void setFaultString(xstring value) { faultString = std::move(value); }
 
   // Back to the state after construction.
   void reset();

@@ -5,6 +5,7 @@
 #define ZUBJEX_PLATFORM_SEQUENCES_H_
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "platform/export.h"
@@ -24,8 +25,17 @@ class ZUBPLATFORM_EXPORT xstringsequence : public xobject {
   virtual int32_t getCount() const { return static_cast<int32_t>(items_.size()); }
   // A copy of the element at `index` (from 0); the nil string outside the range.
   virtual xstring getAt(int32_t index) const;
+  // The element at `index`, borrowed while the sequence lives and is not changed; the
+  // nil string outside the range.
+  const xstring& itemAt(int32_t index) const {
+    return index >= 0 && index < static_cast<int32_t>(items_.size())
+               ? items_[static_cast<size_t>(index)]
+               : xstring::Nil();
+  }
   // Appends a copy.
   virtual void append(const xstring& s) { items_.push_back(s); }
+  // Appends `s`, taking over its reference.
+  virtual void append(xstring&& s) { items_.push_back(std::move(s)); }
   // Makes room for `n` elements so that appending them allocates no more; a hint only.
   void reserve(int32_t n) {
     if (n > 0) items_.reserve(static_cast<size_t>(n));
@@ -45,7 +55,16 @@ class ZUBPLATFORM_EXPORT xanysequence : public xobject {
   virtual int32_t getCount() const { return static_cast<int32_t>(items_.size()); }
   // A copy of the element at `index` (from 0); the nil value outside the range.
   virtual xany getAt(int32_t index) const;
+  // The element at `index`, borrowed while the sequence lives and is not changed; the
+  // nil value outside the range.
+  const xany& itemAt(int32_t index) const {
+    return index >= 0 && index < static_cast<int32_t>(items_.size())
+               ? items_[static_cast<size_t>(index)]
+               : xany::Nil();
+  }
   virtual void append(const xany& v) { items_.push_back(v); }
+  // Appends `v`, taking over its content.
+  virtual void append(xany&& v) { items_.push_back(std::move(v)); }
   // Makes room for `n` elements so that appending them allocates no more; a hint only.
   void reserve(int32_t n) {
     if (n > 0) items_.reserve(static_cast<size_t>(n));

@@ -143,6 +143,15 @@ xany& xany::operator=(const xstring& v) {
   return *this;
 }
 
+xany& xany::operator=(xstring&& v) {
+  if (v.IsNil() || v.IsUninit()) return *this = static_cast<const xstring&>(v);
+  const __xstring_c c = v.Detach();
+  Clear();
+  kind_ = xany_string;
+  u_.s = c.buffer;
+  return *this;
+}
+
 xany& xany::operator=(xobject* v) {
   if (v == XOBJECT_NIL || v == XOBJECT_UNINIT) {
     Clear();

@@ -11,6 +11,7 @@
 #define ZUBJEX_PLATFORM_XANY_H_
 
 #include <cstdint>
+#include <utility>
 
 #include "platform/export.h"
 #include "platform/xobject.h"
@@ -66,15 +67,16 @@ class ZUBPLATFORM_EXPORT xany {
   xany& operator=(const xany& other);
   xany& operator=(xany&& other) noexcept;
 
-  xany(xint v) : xany() { *this = v; }        // NOLINT(runtime/explicit)
-  xany(xlong v) : xany() { *this = v; }       // NOLINT(runtime/explicit)
-  xany(xbyte v) : xany() { *this = v; }       // NOLINT(runtime/explicit)
-  xany(xshort v) : xany() { *this = v; }      // NOLINT(runtime/explicit)
-  xany(xbool v) : xany() { *this = v; }       // NOLINT(runtime/explicit)
-  xany(xreal v) : xany() { *this = v; }       // NOLINT(runtime/explicit)
-  xany(const xstring& v) : xany() { *this = v; }  // NOLINT(runtime/explicit)
+  xany(xint v) : xany() { *this = v; }                  // NOLINT(runtime/explicit)
+  xany(xlong v) : xany() { *this = v; }                 // NOLINT(runtime/explicit)
+  xany(xbyte v) : xany() { *this = v; }                 // NOLINT(runtime/explicit)
+  xany(xshort v) : xany() { *this = v; }                // NOLINT(runtime/explicit)
+  xany(xbool v) : xany() { *this = v; }                 // NOLINT(runtime/explicit)
+  xany(xreal v) : xany() { *this = v; }                 // NOLINT(runtime/explicit)
+  xany(const xstring& v) : xany() { *this = v; }        // NOLINT(runtime/explicit)
+  xany(xstring&& v) : xany() { *this = std::move(v); }  // NOLINT(runtime/explicit)
   xany(const char* v) : xany() { *this = xstring(v); }  // NOLINT(runtime/explicit)
-  xany(xobject* v) : xany() { *this = v; }    // NOLINT(runtime/explicit)
+  xany(xobject* v) : xany() { *this = v; }              // NOLINT(runtime/explicit)
 
   // The shared nil and uninit values.
   static const xany& Nil();
@@ -91,6 +93,8 @@ class ZUBPLATFORM_EXPORT xany {
   xany& operator=(xreal v);
   // The nil string gives nil; the uninit string uninit.
   xany& operator=(const xstring& v);
+  // As above, taking over the string's reference.
+  xany& operator=(xstring&& v);
   // Stores the object with a reference of its own; null gives nil, the uninit object
   // marker uninit.
   xany& operator=(xobject* v);

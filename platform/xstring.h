@@ -79,6 +79,13 @@ class ZUBPLATFORM_EXPORT xstring {
   void Assign(const __xstring_c& c, bool addLock);
   // A record of this string with one lock of its own; drop it with xstrunlock_c.
   __xstring_c getxstring_c() const;
+  // A record holding this string's own lock (drop it with xstrunlock_c); the string
+  // becomes nil. No count changes.
+  __xstring_c Detach() {
+    __xstring_c c{buf_, IsText() ? buf_->MB() : nullptr, nullptr};
+    buf_ = nullptr;
+    return c;
+  }
 
   // True for the nil string (no text at all), false for every text, "" included.
   bool IsNil() const { return buf_ == nullptr; }

@@ -311,7 +311,7 @@ void zubBinDeserializer::readAny(xany& value) {
     case xany_string: {
       xstring v;
       readString(v);
-      value = v;
+      value = std::move(v);
       return;
     }
     case xany_object: {

@@ -8,7 +8,7 @@
 #include "platform/rtti_registry.h"
 
 void zubBinS11nRttiInterface::serialize(zubSerializer* serializer, xrcunihandle<xobject> object) {
-  if (serializeFn != nullptr) serializeFn(serializer, object);
+  if (serializeFn != nullptr) serializeFn(serializer, std::move(object));
 }
 
 void zubBinS11nRttiInterface::deserialize(zubDeserializer* deserializer, void* instance) {

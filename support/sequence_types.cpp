@@ -1,6 +1,7 @@
 #include "support/sequence_types.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/exceptions.h"
 #include "platform/sequences.h"
@@ -22,7 +23,7 @@ int32_t ReadCount(zubDeserializer& in) {
 void WriteStrings(zubSerializer& out, const xstringsequence& seq) {
   const int32_t n = seq.getCount();
   out.writeInt(n);
-  for (int32_t i = 0; i < n; ++i) out.writeString(seq.getAt(i));
+  for (int32_t i = 0; i < n; ++i) out.writeString(seq.itemAt(i));
 }
 
 void ReadStrings(zubDeserializer& in, xstringsequence& seq) {
@@ -31,14 +32,14 @@ void ReadStrings(zubDeserializer& in, xstringsequence& seq) {
   for (int32_t i = 0; i < n; ++i) {
     xstring s;
     in.readString(s);
-    seq.append(s);
+    seq.append(std::move(s));
   }
 }
 
 void WriteValues(zubSerializer& out, const xanysequence& seq) {
   const int32_t n = seq.getCount();
   out.writeInt(n);
-  for (int32_t i = 0; i < n; ++i) out.writeAny(seq.getAt(i));
+  for (int32_t i = 0; i < n; ++i) out.writeAny(seq.itemAt(i));
 }
 
 void ReadValues(zubDeserializer& in, xanysequence& seq) {
@@ -47,7 +48,7 @@ void ReadValues(zubDeserializer& in, xanysequence& seq) {
   for (int32_t i = 0; i < n; ++i) {
     xany v;
     in.readAny(v);
-    seq.append(v);
+    seq.append(std::move(v));
   }
 }
 
