@@ -6,7 +6,6 @@
 #include "platform/handles.h"
 #include "platform/sequences.h"
 #include "platform/string_map.h"
-#include "platform/xarray.h"
 
 namespace {
 
@@ -34,15 +33,6 @@ TEST(StringMapTest, ComparisonIsCaseSensitive) {
   map.Add("A", 2);
   EXPECT_EQ(map.GetSize(), 2u);
   EXPECT_LT(Cmp_btkStrings("A", "a"), 0);
-}
-
-TEST(XArrayTest, AppendsContiguously) {
-  btkXArray<int*> array;
-  int a = 1, b = 2;
-  array.Append(&a);
-  array.Append(&b);
-  ASSERT_EQ(array.GetSize(), 2u);
-  EXPECT_EQ(*array.GetDataPtr()[1], 2);
 }
 
 class Probe : public xobject {

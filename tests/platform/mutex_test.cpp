@@ -66,17 +66,4 @@ TEST(ThrMutexTest, LocksNothingWhileThreadingIsOff) {
   m.Unlock();
 }
 
-TEST(ScopeGuardTest, UnlocksOnceEarlyOrAtScopeEnd) {
-  btkThrMutex m;
-  {
-    btkScopeGuard<btkThrMutex> guard(m);
-    guard.Unlock();
-    guard.Unlock();
-    m.Lock();  // free after the early unlock
-    m.Unlock();
-  }
-  m.Lock();
-  m.Unlock();
-}
-
 }  // namespace

@@ -38,11 +38,6 @@ TEST(MemoryStreamTest, ReadPastTheEndRaisesAndConsumesNothing) {
   EXPECT_EQ(in.position(), 2u);
 }
 
-TEST(MemoryStreamTest, StreamsStartInBinaryMode) {
-  btkMemOStream out;
-  EXPECT_EQ(out.GetSerializer()->GetMode(), 1);
-}
-
 TEST(ExceptionTest, FaultCarriesCodeTextAndDetail) {
   try {
     zubXJexFault::Throw("E1", "boom", xint{7});
