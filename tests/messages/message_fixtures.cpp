@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "platform/memory_streams.h"
 #include "platform/rtti_registry.h"
 #include "serialization/descriptors.h"
 #include "support/sequence_types.h"
@@ -82,6 +83,55 @@ std::string Hex(const std::string& bytes) {
     out += buf;
   }
   return out;
+}
+
+std::string Seq(const char* type, int count) {
+  return Bytes({0x0A, 0x00}) + Str(type) + Bytes({count, 0x00, 0x00, 0x00});
+}
+
+xrcunihandle<xobject> Proxy(const char* id) {
+  FooProxy* p = new FooProxy();
+  p->identity.setProxyId(id == nullptr ? xstring() : xstring(id));
+  return xrcunihandle<xobject>(p);
+}
+
+void MessageTest::SetUp() {
+  RegisterTypes();
+  host = new HostFoo(1);
+  map.add("h7", host.get());
+  call.setName("before");
+  call.addParam("p", xint{1});
+  call.setIsAsync(true);
+  response.setName("before");
+  response.setKind(zubJexResponseValue);
+  response.setObject(xint{9});
+  response.setFaultCode("c");
+}
+
+void MessageTest::TearDown() { EXPECT_EQ(FooProxy::live, 0) << "a proxy leaked"; }
+
+void MessageTest::ExpectRecordsUntouched() {
+  EXPECT_TRUE(call.getName() == "before");
+  EXPECT_EQ(call.getParamByName("p").toInt(), 1);
+  EXPECT_TRUE(call.getIsAsync());
+  EXPECT_TRUE(response.getName() == "before");
+  EXPECT_EQ(response.getKind(), zubJexResponseValue);
+  EXPECT_EQ(response.getObject().toInt(), 9);
+  EXPECT_TRUE(response.getFaultCode() == "c");
+}
+
+Failure MessageTest::ReadCall(const std::string& bytes) {
+  return Capture([&] {
+    btkMemIStream in(bytes);
+    Jex()->readCall(&in, call, &map, "srv");
+  });
+}
+
+Failure MessageTest::ReadResponse(const std::string& bytes) {
+  return Capture([&] {
+    btkMemIStream in(bytes);
+    Jex()->readResponse(&in, response, &map, "srv");
+  });
 }
 
 }  // namespace fixtures

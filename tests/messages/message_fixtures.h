@@ -7,11 +7,14 @@
 #ifndef ZUBJEX_TESTS_MESSAGES_MESSAGE_FIXTURES_H_
 #define ZUBJEX_TESTS_MESSAGES_MESSAGE_FIXTURES_H_
 
+#include <gtest/gtest.h>
+
 #include <map>
 #include <string>
 #include <vector>
 
 #include "messages/jex_proxy.h"
+#include "messages/jex_serializer.h"
 #include "messages/proxy_map.h"
 #include "platform/exceptions.h"
 #include "platform/handles.h"
@@ -67,6 +70,14 @@ std::string Bytes(std::initializer_list<int> bytes);
 // A string field: width 01, size, text.
 std::string Str(const std::string& text);
 std::string Hex(const std::string& bytes);
+// A sequence object of `type` with `count` elements, as a tagged value; the elements follow.
+std::string Seq(const char* type, int count);
+// The nil string; also the type name field of a call or response without return type.
+const std::string kNil("\x01\x00", 2);
+
+inline zubJEXSerializer* Jex() { return zubJEXSerializer::getInstance(); }
+// An IFoo proxy with the id `id` (nullptr: nil).
+xrcunihandle<xobject> Proxy(const char* id);
 
 // The outcome of an operation that may raise a framework exception.
 struct Failure {
@@ -92,6 +103,22 @@ Failure Capture(Op&& op) {
   }
   return f;
 }
+
+// Registers the types, maps "h7" to a host object, fills a call and a response that a
+// failed read must leave alone, and checks on tear-down that no proxy leaked.
+class MessageTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+  void ExpectRecordsUntouched();
+  Failure ReadCall(const std::string& bytes);
+  Failure ReadResponse(const std::string& bytes);
+
+  FakeProxyMap map;
+  xrcunihandle<xobject> host;
+  zubJexCall call;
+  zubJexResponse response;
+};
 
 }  // namespace fixtures
 
