@@ -3,6 +3,7 @@
 // proxies, and every kind of fault.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -11,7 +12,7 @@
 #include "platform/rtti_registry.h"
 #include "server_test_support.h"
 
-using namespace server_test;
+using namespace jex_test;
 
 namespace {
 
@@ -19,18 +20,12 @@ enum class Via { kLoopback, kTcp };
 
 class CallKinds : public ::testing::TestWithParam<Via> {
  protected:
-  void SetUp() override {
-    if (GetParam() == Via::kLoopback) {
-      loopback_ = std::make_unique<LoopbackCalc>();
-    } else {
-      tcp_ = std::make_unique<TcpCalc>();
-    }
-  }
-  const std::string& server() const { return loopback_ ? loopback_->name() : tcp_->name(); }
-  CalcService& root() const { return loopback_ ? *loopback_->root : *tcp_->root; }
+  CallKinds()
+      : calc(GetParam() == Via::kLoopback ? static_cast<CalcDispatcher*>(new LoopbackCalc())
+                                          : new TcpCalc()) {}
 
   xany call(const char* method, std::initializer_list<xany> params) {
-    return client(server())->makeCall("ICalc", method, values(params));
+    return client(calc->name)->makeCall("ICalc", method, values(params));
   }
   // A call record made by hand, for what the proxy's generators never produce.
   xany callPrepared(const char* name, std::initializer_list<std::pair<const char*, xany>> params) {
@@ -38,34 +33,29 @@ class CallKinds : public ::testing::TestWithParam<Via> {
     call.setName(name);
     call.setReturnType(zubGetRtti_int());
     for (const auto& p : params) call.addParam(p.first, p.second);
-    return client(server())->makeCall(&call);
+    return client(calc->name)->makeCall(&call);
   }
   xrcunihandle<xobject> proxyOf(const char* id) {
-    zubJexClient* c = client(server());
+    zubJexClient* c = client(calc->name);
     xrcunihandle<xobject> proxy = c->getRootObject("ICalc", id);
     zubJexClient::freeInstance(c);
     return proxy;
   }
 
- private:
-  std::unique_ptr<LoopbackCalc> loopback_;
-  std::unique_ptr<TcpCalc> tcp_;
+  std::unique_ptr<CalcDispatcher> calc;
 };
 
-TEST_P(CallKinds, ValueCallsReturnTheServersResults) {
+TEST_P(CallKinds, ValueAndOneWayCallsReachTheServer) {
   EXPECT_EQ(call("add", {xint(2), xint(3)}).toInt(), 5);
   EXPECT_EQ(call("divide", {xint(7), xint(2)}).toInt(), 3);
   EXPECT_EQ(call("getName", {}).toString(), "root");
-  xrcunihandle<xobject> root = proxyOf(kCalcRootId);
-  EXPECT_EQ(call("add", {root.get(), xint(-4), xint(1)}).toInt(), -3);  // with "this"
-}
+  EXPECT_EQ(call("add", {proxyOf(kCalcRootId).get(), xint(-4), xint(1)}).toInt(), -3);  // "this"
 
-TEST_P(CallKinds, OneWayCallRunsWithoutAnAnswer) {
-  client(server())->makeVoidCall("ICalc", "log", values({"first"}));
-  client(server())->makeVoidCall("ICalc", "log", values({"second"}));
+  client(calc->name)->makeVoidCall("ICalc", "log", values({"first"}));
+  client(calc->name)->makeVoidCall("ICalc", "log", values({"second"}));
   EXPECT_EQ(call("add", {xint(1), xint(1)}).toInt(), 2);  // the connection is still in step
-  ASSERT_TRUE(root().waitForLogged(2, 5000));
-  EXPECT_EQ(root().loggedMessages(), (std::vector<std::string>{"first", "second"}));
+  ASSERT_TRUE(calc->root->waitForLogged(2, 5000));
+  EXPECT_EQ(calc->root->loggedMessages(), (std::vector<std::string>{"first", "second"}));
 }
 
 TEST_P(CallKinds, ReturnedServerObjectArrivesAsAProxyBoundToTheServer) {
@@ -73,9 +63,8 @@ TEST_P(CallKinds, ReturnedServerObjectArrivesAsAProxyBoundToTheServer) {
   xany other = call("createChild", {"other"});
   CalcProxy* kidProxy = CalcProxy::softcast(kid.toObject());
   CalcProxy* otherProxy = CalcProxy::softcast(other.toObject());
-  ASSERT_TRUE(kidProxy != nullptr);
-  ASSERT_TRUE(otherProxy != nullptr);
-  EXPECT_EQ(kidProxy->getServerUrl(), server().c_str());
+  ASSERT_TRUE(kidProxy && otherProxy);
+  EXPECT_EQ(kidProxy->getServerUrl(), calc->name.c_str());
   EXPECT_FALSE(kidProxy->getProxyId().IsEmpty());
   EXPECT_NE(kidProxy->getProxyId(), otherProxy->getProxyId());
 
@@ -85,47 +74,47 @@ TEST_P(CallKinds, ReturnedServerObjectArrivesAsAProxyBoundToTheServer) {
   EXPECT_EQ(call("getName", {grandchild}).toString(), "grandchild");
 }
 
-TEST_P(CallKinds, ExceptionWithADescriptorIsRaisedAsTheServersOwnObject) {
-  xrcunihandle<xthrowable> raised = raisedBy([&] { call("divide", {xint(1), xint(0)}); });
-  CalcError* error = CalcError::softcast(raised.get());
-  ASSERT_TRUE(error != nullptr) << descriptionOf(raised);
-  EXPECT_EQ(error->getDescription(), "division by zero");
-}
-
-TEST_P(CallKinds, OtherFailuresArriveAsFaultsWorded) {
+TEST_P(CallKinds, FailuresArriveAsTheServersExceptionOrAsWordedFaults) {
   struct Case {
     const char* name;
     std::function<void()> action;
-    std::string text;
+    const char* type;  // of the raised object
+    const char* text;
   } cases[] = {
-      {"unknown object", [&] { call("getName", {proxyOf("nope").get()}); },
+      {"exception with a descriptor",
+       [&] {
+         call("divide", {xint(1), xint(0)});
+       },
+       "CalcError", "division by zero"},
+      // A parameter of the wrong kind never reaches the conversion that would end the
+      // server process: it is the service's own error.
+      {"parameter of the wrong kind",
+       [&] {
+         callPrepared("ICalc:add", {{"a", "two"}, {"b", 2}});
+       },
+       "CalcError", "invalid parameter a"},
+      {"unknown object", [&] { call("getName", {proxyOf("nope").get()}); }, "zubXSerialization",
        "JEX Client Error: UnknownObject: unknown object nope."},
-      {"unknown method", [&] { callPrepared("ICalc:frobnicate", {}); },
+      {"unknown method", [&] { callPrepared("ICalc:frobnicate", {}); }, "zubXSerialization",
        "JEX Client Error: UnknownMethod: unknown method frobnicate of ICalc."},
-      {"interface without a root", [&] { callPrepared("IOther:ping", {}); },
+      {"interface without a root", [&] { callPrepared("IOther:ping", {}); }, "zubXSerialization",
        "JEX Client Error: UnknownObject: no root object of interface IOther."},
       {"target that is no object",
        [&] {
          callPrepared("ICalc:getName", {{"this", xint(1)}});
        },
-       "JEX Client Error: UnknownObject: the call names no target object."},
+       "zubXSerialization", "JEX Client Error: UnknownObject: the call names no target object."},
       {"exception without descriptor", [&] { callPrepared("ICalc:failPlain", {}); },
-       "JEX Client Error: zubXException: boom."},
-      {"standard exception", [&] { callPrepared("ICalc:failStd", {}); },
+       "zubXSerialization", "JEX Client Error: zubXException: boom."},
+      {"standard exception", [&] { callPrepared("ICalc:failStd", {}); }, "zubXSerialization",
        "JEX Client Error: ServerError: bad thing."},
   };
   for (const Case& c : cases) {
     xrcunihandle<xthrowable> raised = raisedBy(c.action);
-    EXPECT_TRUE(zubXSerialization::softcast(raised.get()) != nullptr) << c.name;
-    EXPECT_EQ(descriptionOf(raised), c.text) << c.name;
+    ASSERT_TRUE(raised) << c.name;
+    EXPECT_EQ(raised->getZubTypeName(), c.type) << c.name;
+    EXPECT_EQ(descriptionOf(raised.get()), c.text) << c.name;
   }
-  // A parameter of the wrong kind never reaches the conversion that would end the
-  // server process: it is the service's own error.
-  xrcunihandle<xthrowable> raised = raisedBy([&] {
-    callPrepared("ICalc:add", {{"a", "two"}, {"b", xint(2)}});
-  });
-  ASSERT_TRUE(CalcError::softcast(raised.get()) != nullptr);
-  EXPECT_EQ(descriptionOf(raised), "invalid parameter a");
   EXPECT_EQ(call("add", {xint(2), xint(2)}).toInt(), 4);
 }
 

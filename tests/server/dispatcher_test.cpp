@@ -3,11 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <utility>
 
 #include "server_test_support.h"
 
-using namespace server_test;
+using namespace jex_test;
 
 namespace {
 
@@ -16,18 +15,12 @@ bool dispatch(zubJexDispatcher& dispatcher, const std::string& request, zubJexRe
   btkMemIStream in(request);
   btkMemOStream out;
   bool answered = dispatcher.dispatch(&in, out, "client");
-  if (!answered) {
-    EXPECT_EQ(out.size(), 0u);
-    return false;
-  }
-  NoHostObjects map;
-  btkMemIStream back(out.data(), out.size());
-  zubJEXSerializer::getInstance()->readResponse(&back, answer, &map, "server");
-  EXPECT_EQ(back.remaining(), 0u);
-  return true;
+  EXPECT_EQ(answered, out.size() != 0);
+  if (answered) decodeResponse(out.data(), out.size(), answer);
+  return answered;
 }
 
-std::string text(const xstring& s) { return std::string(s.CastToCString()); }
+std::string text(const xstring& s) { return s.CastToCString(); }
 
 // A type without a descriptor: it cannot be written into a response.
 class Unwritable : public xobject {
@@ -35,39 +28,29 @@ class Unwritable : public xobject {
 };
 XOBJECT_DEFINE_RTTI(Unwritable, "Unwritable", xobject)
 
-TEST(Dispatcher, AnswersTheCallWithTheMethodsResponse) {
-  CalcDispatcher calc;
-  zubJexResponse answer;
-  ASSERT_TRUE(dispatch(calc.dispatcher,
-                       callBytes("ICalc:add", false, {{"a", xint(4)}, {"b", xint(5)}}), answer));
-  EXPECT_EQ(answer.getName(), "addResponse");
-  EXPECT_EQ(answer.getKind(), zubJexResponseValue);
-  EXPECT_EQ(answer.getObject().toInt(), 9);
-}
-
-TEST(Dispatcher, AnswersEveryUnreadableRequestWithABadRequestFault) {
+TEST(Dispatcher, AnswersTheCallAndEveryTruncationOfItWithABadRequestFault) {
   CalcDispatcher calc;
   std::string valid = callBytes("ICalc:add", false, {{"a", xint(4)}, {"b", xint(5)}});
+  zubJexResponse answer;
+  ASSERT_TRUE(dispatch(calc.dispatcher, valid, answer));
+  EXPECT_EQ(answer.getName(), "addResponse");
+  EXPECT_EQ(answer.getObject().toInt(), 9);
   for (size_t length = 0; length < valid.size() - 1; ++length) {  // the end byte is not needed
-    zubJexResponse answer;
     ASSERT_TRUE(dispatch(calc.dispatcher, valid.substr(0, length), answer)) << length;
     EXPECT_EQ(answer.getKind(), zubJexResponseFault) << length;
     EXPECT_EQ(answer.getFaultCode(), ZUBJEX_FAULT_BAD_REQUEST) << length;
     EXPECT_EQ(text(answer.getFaultString()).rfind("failed to read a call: ", 0), 0u) << length;
   }
-  zubJexResponse answer;
   dispatch(calc.dispatcher, std::string("\x01\x0bJEXResponse\x01\x00", 15), answer);
   EXPECT_EQ(answer.getFaultString(), "failed to read a call: invalid call format");
-  EXPECT_TRUE(calc.root->loggedMessages().empty());
 }
 
-TEST(Dispatcher, RunsAOneWayCallWithoutAnswer) {
+TEST(Dispatcher, RunsAOneWayCallWithoutAnswerEvenWhenItFails) {
   CalcDispatcher calc;
   zubJexResponse answer;
   EXPECT_FALSE(
       dispatch(calc.dispatcher, callBytes("ICalc:log", true, {{"message", "note"}}), answer));
   EXPECT_EQ(calc.root->loggedMessages(), std::vector<std::string>{"note"});
-  // A one-way call that fails is not answered either.
   EXPECT_FALSE(dispatch(calc.dispatcher, callBytes("ICalc:nothing", true, {}), answer));
 }
 
@@ -79,7 +62,6 @@ TEST(Dispatcher, ResultThatCannotBeWrittenBecomesAServerErrorFault) {
   zubJexResponse answer;
   ASSERT_TRUE(dispatch(calc.dispatcher, callBytes("ICalc:unwritable", false, {}), answer));
   EXPECT_EQ(answer.getName(), "unwritableResponse");
-  EXPECT_EQ(answer.getKind(), zubJexResponseFault);
   EXPECT_EQ(answer.getFaultCode(), ZUBJEX_FAULT_SERVER_ERROR);
   EXPECT_EQ(text(answer.getFaultString()).rfind("cannot write the response: ", 0), 0u);
 }
@@ -102,7 +84,7 @@ TEST(ServerObjectMap, GivesEachObjectOneIdentifierUntilReleased) {
   EXPECT_TRUE(map.findObject("unknown").isNull());
   EXPECT_EQ(map.size(), 3u);
 
-  map.releaseObject(std::string(id.CastToCString()));
+  map.releaseObject(id.CastToCString());
   EXPECT_TRUE(map.findObject(id).isNull());
   EXPECT_EQ(child->refCount(), 1);  // only the test's handle is left
 }

@@ -10,7 +10,7 @@
 #include "platform/rtti_registry.h"
 #include "server_test_support.h"
 
-using namespace server_test;
+using namespace jex_test;
 
 namespace {
 
@@ -18,67 +18,44 @@ namespace {
 struct RawClient {
   explicit RawClient(const std::string& address)
       : socket(zubTcpSocket::connect(address, 5000)), reader(1 << 20) {}
-  void send(const std::string& bytes) {
-    socket.sendAll(bytes.data(), bytes.size(), zubTcpDeadline::after(5000));
-  }
-  // The outcome of waiting for the next frame, which is read into `answer`.
-  zubJexFrameReader::Result receive(zubJexResponse& answer) {
-    zubJexFrameReader::Result result = reader.read(socket, zubTcpDeadline::after(5000), 5000);
-    if (result == zubJexFrameReader::kFrame)
-      readAnswer(reader.message(), reader.messageSize(), answer);
-    return result;
-  }
-  // True when the server closes (or resets) the connection after `bytes` instead of
-  // answering.
-  bool closedAfter(const std::string& bytes) {
-    zubJexResponse answer;
-    zubJexFrameReader::Result result = zubJexFrameReader::kFrame;
-    xrcunihandle<xthrowable> error = raisedBy([&] {
-      send(bytes);
-      result = receive(answer);
+  // Sends `bytes` and reads the answer; false when the server closes (or resets) the
+  // connection instead.
+  bool exchange(const std::string& bytes, zubJexResponse& answer) {
+    bool answered = false;
+    raisedBy([&] {
+      sendBytes(socket, bytes);
+      answered = readFrame(socket, reader);
     });
-    return error || result == zubJexFrameReader::kClosed;
+    if (answered) decodeResponse(reader.message(), reader.messageSize(), answer);
+    return answered;
   }
   zubTcpSocket socket;
   zubJexFrameReader reader;
 };
 
-std::string framed(const std::string& message) {
-  uint8_t header[kZubJexFrameHeaderSize];
-  zubJexEncodeFrameLength(static_cast<uint32_t>(message.size()), header);
-  return std::string(reinterpret_cast<char*>(header), sizeof(header)) + message;
-}
-
 std::string addCall(int a, int b) {
   return framed(callBytes("ICalc:add", false, {{"a", xint(a)}, {"b", xint(b)}}));
 }
 
-bool refusesConnections(const std::string& address) {
-  return raisedBy([&] { zubTcpSocket::connect(address, 1000); }).get() != nullptr;
-}
-
 TEST(TcpServer, ServesManyClientsAtOnce) {
   TcpCalc calc;
-  const int kThreads = 8;
-  const int kCalls = 100;
+  std::vector<int> wrong(8, 0);
   std::vector<std::thread> threads;
-  std::vector<int> wrong(kThreads, 0);
-  for (int t = 0; t < kThreads; ++t) {
+  for (int t = 0; t < 8; ++t) {
     threads.emplace_back([&, t] {
-      for (int i = 0; i < kCalls; ++i) {
-        xany sum = client(calc.name())->makeCall("ICalc", "add", values({xint(t), xint(i)}));
+      for (int i = 0; i < 100; ++i) {
+        xany sum = client(calc.name)->makeCall("ICalc", "add", values({xint(t), xint(i)}));
         if (sum.toInt() != t + i) ++wrong[t];
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(wrong, std::vector<int>(kThreads, 0));
+  EXPECT_EQ(wrong, std::vector<int>(8, 0));
 }
 
 TEST(TcpServer, StopLetsTheCallInFlightFinishAndAnswer) {
   TcpCalc calc;
-  std::promise<void> entered;
-  std::promise<void> release;
+  std::promise<void> entered, release;
   std::shared_future<void> released = release.get_future().share();
   zubJexMethodTable methods = calcServiceMethods();
   methods.add("stall", [&](xobject*, zubJexCall&) -> xany {
@@ -92,11 +69,13 @@ TEST(TcpServer, StopLetsTheCallInFlightFinishAndAnswer) {
     zubJexCall call;
     call.setName("ICalc:stall");
     call.setReturnType(zubGetRtti_int());
-    return client(calc.name())->makeCall(&call).toInt();
+    return client(calc.name)->makeCall(&call).toInt();
   });
   entered.get_future().wait();
   std::thread stopper([&] { calc.server.stop(); });
-  while (!refusesConnections(calc.name())) std::this_thread::yield();  // stop has begun
+  while (!raisedBy([&] { zubTcpSocket::connect(calc.name, 1000); })) {
+    std::this_thread::yield();  // until stop has begun
+  }
   release.set_value();
   EXPECT_EQ(result.get(), 42);
   stopper.join();
@@ -105,58 +84,36 @@ TEST(TcpServer, StopLetsTheCallInFlightFinishAndAnswer) {
 
 TEST(TcpServer, AnswersAnUnreadableMessageAndKeepsTheConnection) {
   TcpCalc calc;
-  RawClient raw(calc.name());
-  raw.send(framed("this is no call"));
-  zubJexResponse fault;
-  ASSERT_EQ(raw.receive(fault), zubJexFrameReader::kFrame);
-  EXPECT_EQ(fault.getKind(), zubJexResponseFault);
-  EXPECT_EQ(fault.getFaultCode(), ZUBJEX_FAULT_BAD_REQUEST);
-
-  raw.send(addCall(4, 5));
-  zubJexResponse sum;
-  ASSERT_EQ(raw.receive(sum), zubJexFrameReader::kFrame);
-  EXPECT_EQ(sum.getObject().toInt(), 9);
+  RawClient raw(calc.name);
+  zubJexResponse answer;
+  ASSERT_TRUE(raw.exchange(framed("this is no call"), answer));
+  EXPECT_EQ(answer.getFaultCode(), ZUBJEX_FAULT_BAD_REQUEST);
+  ASSERT_TRUE(raw.exchange(addCall(4, 5), answer));
+  EXPECT_EQ(answer.getObject().toInt(), 9);
 }
 
-TEST(TcpServer, ClosesConnectionsThatBreakTheFramingOrIdle) {
+TEST(TcpServer, ClosesConnectionsThatBreakTheFramingIdleOrExceedTheLimit) {
   zubJexTcpServerOptions options;
   options.maxFrameSize = 1024;
   options.ioTimeoutMs = 30;
-  options.idleTimeoutMs = 60;
-  TcpCalc calc(options);
-  struct Case {
-    const char* name;
-    std::string bytes;
-  } cases[] = {
-      {"frame above the limit", std::string("\x01\x04\x00\x00", 4)},
-      {"garbage where a header belongs", "GARBAGE BYTES"},
-      {"frame that stalls", std::string("\x10\x00\x00\x00\x01", 5)},
-      {"connection that idles", ""},
-  };
-  for (const Case& c : cases) {
-    RawClient raw(calc.name());
-    EXPECT_TRUE(raw.closedAfter(c.bytes)) << c.name;
-  }
-  EXPECT_EQ(client(calc.name())->makeCall("ICalc", "add", values({xint(1), xint(2)})).toInt(), 3);
-}
-
-TEST(TcpServer, ClosesConnectionsBeyondItsLimit) {
-  zubJexTcpServerOptions options;
-  options.maxConnections = 1;
+  options.idleTimeoutMs = 250;
+  options.maxConnections = 2;
   TcpCalc calc(options);
   zubJexResponse answer;
-  {
-    RawClient first(calc.name());
-    first.send(addCall(1, 1));
-    ASSERT_EQ(first.receive(answer), zubJexFrameReader::kFrame);  // it is being served
-    RawClient second(calc.name());
-    EXPECT_TRUE(second.closedAfter(addCall(2, 2)));
+  for (std::string bytes : {std::string("\x01\x04\x00\x00", 4),      // frame above the limit
+                            std::string("GARBAGE BYTES"),            // garbage for a header
+                            std::string("\x10\x00\x00\x00\x01", 5),  // frame that stalls
+                            std::string()}) {                        // connection that idles
+    EXPECT_FALSE(RawClient(calc.name).exchange(bytes, answer)) << bytes;
   }
   while (calc.server.connectionCount() != 0) std::this_thread::yield();
-  RawClient third(calc.name());
-  third.send(addCall(3, 3));
-  ASSERT_EQ(third.receive(answer), zubJexFrameReader::kFrame);
-  EXPECT_EQ(answer.getObject().toInt(), 6);
+  RawClient first(calc.name), second(calc.name);
+  ASSERT_TRUE(first.exchange(addCall(1, 1), answer));  // both are being served
+  ASSERT_TRUE(second.exchange(addCall(1, 1), answer));
+  EXPECT_FALSE(RawClient(calc.name).exchange(addCall(2, 2), answer));  // one too many
+  first.socket.close();
+  while (calc.server.connectionCount() > 1) std::this_thread::yield();
+  EXPECT_EQ(client(calc.name)->makeCall("ICalc", "add", values({xint(3), xint(3)})).toInt(), 6);
 }
 
 TEST(TcpServer, StartFailsOnAPortInUse) {
@@ -164,8 +121,8 @@ TEST(TcpServer, StartFailsOnAPortInUse) {
   zubJexTcpServerOptions options;
   options.port = first.server.port();
   zubJexTcpServer second(first.dispatcher, options);
-  EXPECT_EQ(descriptionOf(raisedBy([&] { second.start(); })),
-            "cannot listen on " + first.name() + ": Address already in use");
+  EXPECT_EQ(raisedText([&] { second.start(); }),
+            "cannot listen on " + first.name + ": Address already in use");
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Helpers of the TCP tests: clients of a server address through the pool, a scripted
-// fake server on a raw socket, and the capture of raised throwables.
+// Helpers of the TCP tests: clients of a server address through the pool, frames on
+// raw sockets, and a scripted fake server.
 #ifndef ZUBJEX_TESTS_TRANSPORT_TCP_TEST_SUPPORT_H_
 #define ZUBJEX_TESTS_TRANSPORT_TCP_TEST_SUPPORT_H_
 
@@ -7,94 +7,64 @@
 #include <string>
 #include <thread>
 
-#include "client/jex_client.h"
-#include "examples/calc/calc_types.h"
-#include "messages/jex_call.h"
-#include "messages/jex_serializer.h"
-#include "messages/proxy_map.h"
-#include "platform/exceptions.h"
-#include "platform/memory_streams.h"
-#include "platform/sequences.h"
+#include "test_support/jex_test_support.h"
 #include "transport/frame.h"
 #include "transport/frame_reader.h"
 #include "transport/listener.h"
 #include "transport/tcp_transport.h"
 
-namespace tcp_test {
+namespace jex_test {
 
-// A map for servers that hold no host objects.
-class NoHostObjects : public zubJexProxyMap {
- public:
-  xstring getObjectId(xrcunihandle<xobject>) override { return xstring(); }
-  xrcunihandle<xobject> findObject(const xstring&) override { return xrcunihandle<xobject>(); }
-};
-
-// The time limits of every client the tests take from the pool. One factory for the
-// whole process: the pool keeps clients by server name, and a port that the system
+// Makes the pool's clients of `address` talk TCP; returns the address. One factory for
+// the whole process: the pool keeps clients by server name, and a port that the system
 // hands out again meets a pooled client with the same settings.
-inline zubJexTcpTransportFactory& sharedFactory() {
+inline std::string useTcp(const std::string& address) {
+  static NoHostObjects map;
   static zubJexTcpTransportFactory* factory = [] {
     zubJexTcpOptions options;
     options.connectTimeoutMs = 2000;
     options.ioTimeoutMs = 5000;
     return new zubJexTcpTransportFactory(options);
   }();
-  return *factory;
-}
-
-// Makes the pool's clients of `address` talk TCP; returns the address.
-inline std::string useTcp(const std::string& address) {
-  static NoHostObjects map;
   calcRegisterTypes();
   zubJexConfig config;
-  config.setJexTransportFactory(&sharedFactory());
+  config.setJexTransportFactory(factory);
   zubJexClient::setServerConfig(address.c_str(), config);
   zubJexClient::setServerProxyMap(address.c_str(), &map);
   return address;
 }
 
-inline xrchandle<xanysequence> values(std::initializer_list<xany> items) {
-  xrchandle<xanysequence> seq(xanysequence::create());
-  for (const xany& v : items) seq->append(v);
-  return seq;
+inline std::string framed(const std::string& message) {
+  uint8_t header[kZubJexFrameHeaderSize];
+  zubJexEncodeFrameLength(static_cast<uint32_t>(message.size()), header);
+  return std::string(reinterpret_cast<char*>(header), sizeof(header)) + message;
 }
 
-// Runs `action`, which is expected to raise an xthrowable; returns it (null when
-// nothing was raised).
-template <class F>
-xrcunihandle<xthrowable> raisedBy(F action) {
-  try {
-    action();
-  } catch (xthrowable* t) {
-    return xadoptThrown(t);
-  }
-  return xrcunihandle<xthrowable>();
+inline void sendBytes(zubTcpSocket& socket, const std::string& bytes) {
+  socket.sendAll(bytes.data(), bytes.size(), zubTcpDeadline::after(5000));
 }
 
-inline std::string descriptionOf(const xrcunihandle<xthrowable>& t) {
-  zubXException* e = zubXException::softcast(t.get());
-  return e == nullptr ? std::string("<no exception>")
-                      : std::string(e->getDescription().CastToCString());
+// Reads the next frame within 5 s; false when none came.
+inline bool readFrame(zubTcpSocket& socket, zubJexFrameReader& reader) {
+  return reader.read(socket, zubTcpDeadline::after(5000), 5000) == zubJexFrameReader::kFrame;
 }
 
 // A server that plays a script on the next connection, on a thread of its own.
 class FakeServer {
  public:
-  typedef std::function<void(zubTcpSocket&)> Script;
+  typedef std::function<void(zubTcpSocket&, zubJexFrameReader&)> Script;
 
   FakeServer() : listener_(zubTcpListener::listen("127.0.0.1", 0)) { calcRegisterTypes(); }
-  ~FakeServer() {
-    if (thread_.joinable()) thread_.join();
-  }
-
+  ~FakeServer() { join(); }
   const std::string& address() const { return listener_.address(); }
 
   // Accepts the next connection (within 5 s) and runs `script` on it.
   void serveOnce(Script script) {
-    if (thread_.joinable()) thread_.join();
+    join();
     thread_ = std::thread([this, script] {
       zubTcpSocket socket = listener_.accept(zubTcpDeadline::after(5000), -1);
-      if (socket.isOpen()) script(socket);
+      zubJexFrameReader reader(1024);
+      if (socket.isOpen()) script(socket, reader);
     });
   }
   void join() {
@@ -106,31 +76,6 @@ class FakeServer {
   std::thread thread_;
 };
 
-// Reads one request frame on a fake server's connection; false when none came.
-inline bool readRequest(zubTcpSocket& socket, zubJexFrameReader& reader) {
-  return reader.read(socket, zubTcpDeadline::after(5000), 5000) == zubJexFrameReader::kFrame;
-}
-
-// Sends `message` in a frame.
-inline void sendFrame(zubTcpSocket& socket, const std::string& message) {
-  uint8_t header[kZubJexFrameHeaderSize];
-  zubJexEncodeFrameLength(static_cast<uint32_t>(message.size()), header);
-  socket.sendAll(header, sizeof(header), message.data(), message.size(),
-                 zubTcpDeadline::after(5000));
-}
-
-// The bytes of a value response, written by the library's encoder.
-inline std::string valueResponse(const char* name, xany value) {
-  zubJexResponse response;
-  response.setName(name);
-  response.setKind(zubJexResponseValue);
-  response.setObject(value);
-  NoHostObjects map;
-  btkMemOStream out;
-  zubJEXSerializer::getInstance()->writeResponse(&out, response, &map);
-  return out.str();
-}
-
-}  // namespace tcp_test
+}  // namespace jex_test
 
 #endif  // ZUBJEX_TESTS_TRANSPORT_TCP_TEST_SUPPORT_H_

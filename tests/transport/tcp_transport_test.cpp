@@ -1,32 +1,35 @@
 // The client's TCP transport against scripted servers: connection failures, servers that
 // die, stall or send too much, and the connection kept or made anew between exchanges.
-// Errors reach the host as client errors that name the server.
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "tcp_test_support.h"
 
-using namespace tcp_test;
+using namespace jex_test;
 
 namespace {
 
-// Sends an "ICalc:add" call through the transport and reads the answer into `response`.
-void exchange(zubJexTransport& transport, zubJexResponse& response) {
+// Answers `count` requests on the connection with the sum 3, then closes it.
+FakeServer::Script answering(int count) {
+  return [count](zubTcpSocket& socket, zubJexFrameReader& reader) {
+    for (int i = 0; i < count && readFrame(socket, reader); ++i) {
+      sendBytes(socket, framed(responseBytes("addResponse", zubJexResponseValue, xint(3))));
+    }
+  };
+}
+
+// One exchange of an "ICalc:add" call on the transport; returns the answer's value.
+xany exchange(zubJexTransport& transport) {
   NoHostObjects map;
   zubJexCall call;
   call.setName("ICalc:add");
-  call.addParam("a", xint(1));
-  call.addParam("b", xint(2));
   zubJEXSerializer::getInstance()->writeCall(transport.startOutput(), call, &map);
   transport.finishOutput();
+  zubJexResponse response;
   zubJEXSerializer::getInstance()->readResponse(transport.startInput(), response, &map, "server");
   transport.close();
-}
-
-// A fake server's answer to one request: reads it and replies with sum 3.
-void answerOne(zubTcpSocket& socket, zubJexFrameReader& reader) {
-  if (readRequest(socket, reader)) sendFrame(socket, valueResponse("addResponse", xint(3)));
+  return response.getObject();
 }
 
 xany callAdd(const std::string& server) {
@@ -34,124 +37,92 @@ xany callAdd(const std::string& server) {
       ->makeCall("ICalc", "add", values({xint(1), xint(2)}));
 }
 
-TEST(TcpTransport, UnreachableServerIsAClientErrorNamingIt) {
-  std::string address = zubTcpListener::listen("127.0.0.1", 0).address();  // closed again
-  useTcp(address);
-  xrcunihandle<xthrowable> error = raisedBy([&] { callAdd(address); });
-  ASSERT_TRUE(zubXSerialization::softcast(error.get()) != nullptr);
-  EXPECT_EQ(descriptionOf(error),
-            "JEX Client Error: cannot connect to " + address + ": Connection refused.");
+TEST(TcpTransport, FailuresReachTheHostAsClientErrorsNamingTheServer) {
+  struct Case {
+    const char* name;
+    FakeServer::Script script;  // null: nobody listens
+    const char* text;           // "%s": the server's address
+  } cases[] = {
+      {"unreachable server", nullptr, "cannot connect to %s: Connection refused"},
+      {"server dying during the call",
+       [](zubTcpSocket& socket, zubJexFrameReader& reader) { readFrame(socket, reader); },
+       "connection closed by %s"},
+      {"oversized response frame",
+       [](zubTcpSocket& socket, zubJexFrameReader& reader) {
+         readFrame(socket, reader);
+         sendBytes(socket, "\xff\xff\xff\x7f");
+       },
+       "frame of 2147483647 bytes from %s exceeds the limit of 16777216 bytes"},
+  };
+  for (const Case& c : cases) {
+    FakeServer server;
+    std::string address = server.address();
+    if (c.script) {
+      server.serveOnce(c.script);
+    } else {
+      address = zubTcpListener::listen("127.0.0.1", 0).address();  // closed again
+    }
+    xrcunihandle<xthrowable> error = raisedBy([&] { callAdd(useTcp(address)); });
+    EXPECT_TRUE(zubXSerialization::softcast(error.get())) << c.name;
+    EXPECT_EQ(descriptionOf(error.get()), "JEX Client Error: " + withName(c.text, address) + ".");
+  }
 }
 
-TEST(TcpSocket, ConnectsByNameAndToBracketedIpv6Addresses) {
-  zubTcpListener v4 = zubTcpListener::listen("127.0.0.1", 0);
-  // "localhost" may resolve to ::1 first, where nobody listens: the next address is tried.
-  zubTcpSocket byName = zubTcpSocket::connect("localhost:" + std::to_string(v4.port()), 2000);
-  EXPECT_TRUE(byName.isOpen());
-  EXPECT_EQ(byName.peer(), "localhost:" + std::to_string(v4.port()));
+TEST(TcpTransport, SilentServerMakesTheTimeoutFire) {
+  FakeServer server;
+  server.serveOnce([](zubTcpSocket& socket, zubJexFrameReader& reader) {
+    readFrame(socket, reader);
+    readFrame(socket, reader);  // holds the connection until the client drops it
+  });
+  zubJexTcpOptions options;
+  options.ioTimeoutMs = 50;
+  zubJexTcpTransport transport(options);
+  transport.open(server.address().c_str());
+  EXPECT_EQ(raisedText([&] { exchange(transport); }), "timed out waiting for " + server.address());
+  EXPECT_FALSE(transport.isConnected());
+}
 
-  zubTcpListener v6;
-  if (raisedBy([&] { v6 = zubTcpListener::listen("::1", 0); })) GTEST_SKIP() << "no IPv6 loopback";
-  EXPECT_EQ(v6.address(), "[::1]:" + std::to_string(v6.port()));
-  EXPECT_TRUE(zubTcpSocket::connect(v6.address(), 2000).isOpen());
-  zubTcpSocket accepted = v6.accept(zubTcpDeadline::after(2000), -1);
-  EXPECT_EQ(accepted.peer().rfind("[::1]:", 0), 0u);
+TEST(TcpTransport, KeepsTheConnectionUntilAnErrorIsReported) {
+  FakeServer server;
+  server.serveOnce(answering(3));
+  zubJexTcpTransport transport{zubJexTcpOptions()};
+  transport.open(server.address().c_str());
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(exchange(transport).toInt(), 3);
+    EXPECT_TRUE(transport.isConnected());
+  }
+  transport.reportException(xrchandle<zubXSerialization>());
+  EXPECT_FALSE(transport.isConnected());
+}
+
+TEST(TcpTransport, ReconnectsWhenTheServerClosedTheKeptConnection) {
+  FakeServer server;
+  useTcp(server.address());
+  for (int i = 0; i < 2; ++i) {
+    server.serveOnce(answering(1));  // then closes, as a server dropping idle clients does
+    EXPECT_EQ(callAdd(server.address()).toInt(), 3);
+    server.join();
+  }
 }
 
 TEST(TcpTransport, MalformedServerNameIsRefused) {
   zubJexTcpTransport transport{zubJexTcpOptions()};
   transport.open("no-port");
   transport.startOutput()->Write("x", 1);
-  EXPECT_EQ(descriptionOf(raisedBy([&] { transport.finishOutput(); })),
-            "invalid server address no-port");
+  EXPECT_EQ(raisedText([&] { transport.finishOutput(); }), "invalid server address no-port");
 }
 
-TEST(TcpTransport, ServerDyingDuringTheCallIsAClientErrorNamingIt) {
-  FakeServer server;
-  useTcp(server.address());
-  server.serveOnce([](zubTcpSocket& socket) {
-    zubJexFrameReader reader(1024);
-    readRequest(socket, reader);  // and close without an answer
-  });
-  EXPECT_EQ(descriptionOf(raisedBy([&] { callAdd(server.address()); })),
-            "JEX Client Error: connection closed by " + server.address() + ".");
-}
+TEST(TcpSocket, ConnectsByNameAndToBracketedIpv6Addresses) {
+  zubTcpListener v4 = zubTcpListener::listen("127.0.0.1", 0);
+  // "localhost" may resolve to ::1 first, where nobody listens: the next address is tried.
+  zubTcpSocket byName = zubTcpSocket::connect("localhost:" + std::to_string(v4.port()), 2000);
+  EXPECT_EQ(byName.peer(), "localhost:" + std::to_string(v4.port()));
 
-TEST(TcpTransport, SilentServerMakesTheTimeoutFire) {
-  FakeServer server;
-  server.serveOnce([](zubTcpSocket& socket) {
-    zubJexFrameReader reader(1024);
-    readRequest(socket, reader);
-    readRequest(socket, reader);  // holds the connection until the client drops it
-  });
-  zubJexTcpOptions options;
-  options.ioTimeoutMs = 50;
-  zubJexTcpTransport transport(options);
-  transport.open(server.address().c_str());
-  zubJexResponse response;
-  EXPECT_EQ(descriptionOf(raisedBy([&] { exchange(transport, response); })),
-            "timed out waiting for " + server.address());
-  EXPECT_FALSE(transport.isConnected());
-}
-
-TEST(TcpTransport, OversizedResponseFrameIsRefused) {
-  FakeServer server;
-  useTcp(server.address());
-  server.serveOnce([](zubTcpSocket& socket) {
-    zubJexFrameReader reader(1024);
-    readRequest(socket, reader);
-    socket.sendAll("\xff\xff\xff\x7f", 4, zubTcpDeadline::after(5000));
-  });
-  EXPECT_EQ(descriptionOf(raisedBy([&] { callAdd(server.address()); })),
-            "JEX Client Error: frame of 2147483647 bytes from " + server.address() +
-                " exceeds the limit of 16777216 bytes.");
-}
-
-TEST(TcpTransport, KeepsTheConnectionFromExchangeToExchange) {
-  FakeServer server;
-  server.serveOnce([](zubTcpSocket& socket) {
-    zubJexFrameReader reader(1024);
-    for (int i = 0; i < 3; ++i) answerOne(socket, reader);
-  });
-  zubJexTcpTransport transport{zubJexTcpOptions()};
-  transport.open(server.address().c_str());
-  for (int i = 0; i < 3; ++i) {
-    zubJexResponse response;
-    exchange(transport, response);
-    EXPECT_EQ(response.getObject().toInt(), 3);
-    EXPECT_TRUE(transport.isConnected());
-  }
-}
-
-TEST(TcpTransport, ReconnectsWhenTheServerClosedTheKeptConnection) {
-  FakeServer server;
-  useTcp(server.address());
-  server.serveOnce([](zubTcpSocket& socket) {
-    zubJexFrameReader reader(1024);
-    answerOne(socket, reader);  // then closes, as a server dropping idle clients does
-  });
-  EXPECT_EQ(callAdd(server.address()).toInt(), 3);
-  server.join();
-  server.serveOnce([](zubTcpSocket& socket) {
-    zubJexFrameReader reader(1024);
-    answerOne(socket, reader);
-  });
-  EXPECT_EQ(callAdd(server.address()).toInt(), 3);
-}
-
-TEST(TcpTransport, ReportedErrorDropsTheConnection) {
-  FakeServer server;
-  server.serveOnce([](zubTcpSocket& socket) {
-    zubJexFrameReader reader(1024);
-    answerOne(socket, reader);
-  });
-  zubJexTcpTransport transport{zubJexTcpOptions()};
-  transport.open(server.address().c_str());
-  zubJexResponse response;
-  exchange(transport, response);
-  ASSERT_TRUE(transport.isConnected());
-  transport.reportException(xrchandle<zubXSerialization>());
-  EXPECT_FALSE(transport.isConnected());
+  zubTcpListener v6;
+  if (raisedBy([&] { v6 = zubTcpListener::listen("::1", 0); })) GTEST_SKIP() << "no IPv6 loopback";
+  EXPECT_EQ(v6.address(), "[::1]:" + std::to_string(v6.port()));
+  EXPECT_TRUE(zubTcpSocket::connect(v6.address(), 2000).isOpen());
+  EXPECT_EQ(v6.accept(zubTcpDeadline::after(2000), -1).peer().rfind("[::1]:", 0), 0u);
 }
 
 }  // namespace

@@ -1,0 +1,116 @@
+// Helpers shared by the client, server and transport tests: a proxy map without host
+// objects, parameter lists, message bytes written and read by the library's own
+// encoder, and the capture of raised throwables.
+#ifndef ZUBJEX_TESTS_TEST_SUPPORT_JEX_TEST_SUPPORT_H_
+#define ZUBJEX_TESTS_TEST_SUPPORT_JEX_TEST_SUPPORT_H_
+
+#include <initializer_list>
+#include <string>
+#include <utility>
+
+#include "client/jex_client.h"
+#include "examples/calc/calc_types.h"
+#include "messages/jex_call.h"
+#include "messages/jex_response.h"
+#include "messages/jex_serializer.h"
+#include "messages/proxy_map.h"
+#include "platform/exceptions.h"
+#include "platform/memory_streams.h"
+#include "platform/sequences.h"
+
+namespace jex_test {
+
+// A map for servers that hold no host objects: every id names a server object.
+class NoHostObjects : public zubJexProxyMap {
+ public:
+  xstring getObjectId(xrcunihandle<xobject>) override { return xstring(); }
+  xrcunihandle<xobject> findObject(const xstring&) override { return xrcunihandle<xobject>(); }
+};
+
+inline xrchandle<xanysequence> values(std::initializer_list<xany> items) {
+  xrchandle<xanysequence> seq(xanysequence::create());
+  for (const xany& v : items) seq->append(v);
+  return seq;
+}
+
+// The bytes of a call named `name` with the named parameters.
+inline std::string callBytes(const char* name, bool oneWay,
+                             std::initializer_list<std::pair<const char*, xany>> params) {
+  zubJexCall call;
+  call.setName(name);
+  for (const auto& p : params) call.addParam(p.first, p.second);
+  call.setIsAsync(oneWay);
+  NoHostObjects map;
+  btkMemOStream out;
+  zubJEXSerializer::getInstance()->writeCall(&out, call, &map);
+  return out.str();
+}
+
+// The bytes of a response message.
+inline std::string responseBytes(const char* name, zubJexResponseKind kind, xany value,
+                                 xrtti* returnType = nullptr, const char* faultCode = nullptr,
+                                 const char* faultString = nullptr) {
+  zubJexResponse response;
+  response.setName(name);
+  response.setKind(kind);
+  response.setObject(value);
+  response.setReturnType(returnType);
+  response.setFaultCode(faultCode);
+  response.setFaultString(faultString);
+  NoHostObjects map;
+  btkMemOStream out;
+  zubJEXSerializer::getInstance()->writeResponse(&out, response, &map);
+  return out.str();
+}
+
+inline void decodeCall(const std::string& bytes, zubJexCall& call) {
+  NoHostObjects map;
+  btkMemIStream in(bytes);
+  zubJEXSerializer::getInstance()->readCall(&in, call, &map, "peer");
+}
+
+inline void decodeResponse(const void* data, size_t size, zubJexResponse& response) {
+  NoHostObjects map;
+  btkMemIStream in(data, size);
+  zubJEXSerializer::getInstance()->readResponse(&in, response, &map, "server");
+}
+
+// Runs `action`; returns the xthrowable it raised, or null.
+template <class F>
+xrcunihandle<xthrowable> raisedBy(F action) {
+  try {
+    action();
+  } catch (xthrowable* t) {
+    return xadoptThrown(t);
+  }
+  return xrcunihandle<xthrowable>();
+}
+
+inline std::string descriptionOf(xobject* o) {
+  zubXException* e = zubXException::softcast(o);
+  return e == nullptr ? "<no exception>" : e->getDescription().CastToCString();
+}
+
+// The descriptions of the chain of causes of `o`, outermost first, joined by " <- ".
+inline std::string causesOf(xobject* o) {
+  std::string chain;
+  zubXException* e = zubXException::softcast(o);
+  for (e = e ? e->getCause().get() : nullptr; e != nullptr; e = e->getCause().get()) {
+    chain += (chain.empty() ? "" : " <- ") + std::string(e->getDescription().CastToCString());
+  }
+  return chain;
+}
+
+// `text` with its "%s" replaced by `name`.
+inline std::string withName(const char* text, const std::string& name) {
+  return xstring::Printf(text, name.c_str()).CastToCString();
+}
+
+template <class F>
+std::string raisedText(F action) {
+  return descriptionOf(raisedBy(action).get());
+}
+
+}  // namespace jex_test
+
+#endif  // ZUBJEX_TESTS_TEST_SUPPORT_JEX_TEST_SUPPORT_H_
