@@ -5,6 +5,7 @@
 #include "messages/jex_proxy.h"
 #include "platform/exceptions.h"
 #include "serialization/descriptors.h"
+#include "serialization/type_lookup.h"
 
 zubJEXSerializerObjectListener::zubJEXSerializerObjectListener(zubJexProxyMap* proxyMap)
     : proxyMap(proxyMap) {
@@ -15,9 +16,14 @@ bool zubJEXSerializerObjectListener::isRemoteInterface(xobject* object, const xr
   for (int i = 0; i < knownTypeCount; ++i) {
     if (knownTypes[i].type == type) return knownTypes[i].isProxy;
   }
-  const xstring typeName = object->getZubTypeName();
-  zubBinS11nRtti* descriptor = zubBinS11nRttiGetDescriptor(typeName.CastToCString());
-  if (descriptor == nullptr) xthrowException(xstring("invalid s11n descriptor: ") + typeName);
+  zubBinS11nRtti* descriptor = nullptr;
+  if (const zubS11nTypeEntry* entry = zubS11nFindType(object)) {
+    descriptor = entry->descriptor;
+  } else {
+    const xstring typeName = object->getZubTypeName();
+    descriptor = zubBinS11nRttiGetDescriptor(typeName.CastToCString());
+    if (descriptor == nullptr) xthrowException(xstring("invalid s11n descriptor: ") + typeName);
+  }
   const bool isProxy = descriptor->isProxy(nullptr);
   if (type != nullptr && knownTypeCount < kKnownTypesMax) {
     knownTypes[knownTypeCount++] = KnownType{type, isProxy};

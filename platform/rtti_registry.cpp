@@ -114,6 +114,8 @@ void* zubRttiGetUserData(const char* typeName, const char* key) {
   });
 }
 
+uint64_t zubRttiGeneration() { return TheRegistry().generation.load(std::memory_order_acquire); }
+
 xrtti* zubRttiGetFromMap(const char* typeName) {
   if (typeName == nullptr) return nullptr;
   return static_cast<xrtti*>(CachedLookup(typeName, nullptr, [&](Registry& r) -> void* {

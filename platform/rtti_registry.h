@@ -7,6 +7,8 @@
 #ifndef ZUBJEX_PLATFORM_RTTI_REGISTRY_H_
 #define ZUBJEX_PLATFORM_RTTI_REGISTRY_H_
 
+#include <cstdint>
+
 #include "platform/export.h"
 #include "platform/xobject.h"
 
@@ -18,6 +20,9 @@ ZUBPLATFORM_EXPORT void zubRttiSetUserData(const char* typeName, const char* key
 
 // The data stored for the type name under the key, or null. Null arguments give null.
 ZUBPLATFORM_EXPORT void* zubRttiGetUserData(const char* typeName, const char* key);
+// A number that changes with every registration and every change of user data: an
+// answer of the lookups above stays valid while this number stays the same.
+ZUBPLATFORM_EXPORT uint64_t zubRttiGeneration();
 // The registered type of that name, or null.
 ZUBPLATFORM_EXPORT xrtti* zubRttiGetFromMap(const char* typeName);
 // The type of the variant value, named "any"; registered.

@@ -9,6 +9,7 @@
 #include "platform/exceptions.h"
 #include "platform/rtti_registry.h"
 #include "serialization/descriptors.h"
+#include "serialization/type_lookup.h"
 
 namespace {
 
@@ -86,7 +87,11 @@ void zubBinSerializer::writeReal(double value) { writePrimitive(value); }
 
 uint64_t zubBinSerializer::writeStringSize(const xstring& s) {
   s.CastToCString();
-  const uint64_t n = s.GetMBSize();
+  writeSizePrefix(s.GetMBSize());
+  return s.GetMBSize();
+}
+
+void zubBinSerializer::writeSizePrefix(uint64_t n) {
   if (n <= 0xFF) {
     writePrimitive(kWidth1);
     writePrimitive(static_cast<unsigned char>(n));
@@ -99,7 +104,6 @@ uint64_t zubBinSerializer::writeStringSize(const xstring& s) {
   } else {
     xthrowException("unsupported string size");
   }
-  return n;
 }
 
 void zubBinSerializer::writeString(const xstring& s, uint64_t size) {
@@ -111,9 +115,16 @@ void zubBinSerializer::writeString(xstring value) { writeString(value, writeStri
 void zubBinSerializer::writeObject(xobject* object) {
   writeBool(object == nullptr);
   if (object == nullptr) return;
-  const xstring typeName = object->getZubTypeName();
-  zubBinS11nRtti* descriptor = DescriptorOrThrow(typeName);
-  writeString(typeName, writeStringSize(typeName));
+  zubBinS11nRtti* descriptor = nullptr;
+  if (const zubS11nTypeEntry* type = zubS11nFindType(object)) {
+    descriptor = type->descriptor;
+    writeSizePrefix(type->size);
+    write(type->name, type->size);
+  } else {
+    const xstring typeName = object->getZubTypeName();
+    descriptor = DescriptorOrThrow(typeName);
+    writeString(typeName, writeStringSize(typeName));
+  }
   descriptor->serialize(this, xrcunihandle<xobject>(object));
   if (listener_ != nullptr) listener_->onPostObjectWrite(object, this);
 }

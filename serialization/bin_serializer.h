@@ -79,6 +79,9 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
     write(&value, sizeof(T));
   }
   uint64_t writeStringSize(const xstring& s);
+  // The size prefix of a string of n bytes; raises "unsupported string size" above
+  // 4294967295, writing nothing.
+  void writeSizePrefix(uint64_t n);
   void writeString(const xstring& s, uint64_t size);
 
   btkOStream* stream_;
