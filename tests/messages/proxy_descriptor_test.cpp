@@ -1,39 +1,23 @@
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "examples/calc/calc_types.h"
+#include "message_fixtures.h"
 #include "messages/jex_call.h"
-#include "platform/exceptions.h"
 #include "platform/rtti_registry.h"
 #include "serialization/descriptors.h"
 
 namespace {
 
-std::string Names(const zubJexCall& call) {
-  std::string out;
-  xrchandle<xstringsequence> names = call.getParamNames();
-  for (int32_t i = 0; i < names->getCount(); ++i) {
-    out += std::string(i > 0 ? "," : "") + names->getAt(i).CastToCString();
-  }
-  return out;
-}
+using fixtures::Capture;
 
 xrchandle<xanysequence> Values(std::initializer_list<xany> values) {
   xrchandle<xanysequence> seq(xanysequence::create());
   for (const xany& v : values) seq->append(v);
   return seq;
-}
-
-std::string ErrorOf(const std::function<void()>& op) {
-  try {
-    op();
-  } catch (xthrowable* t) {
-    xrcunihandle<xthrowable> caught = xadoptThrown(t);
-    return zubXException::softcast(caught.get())->getDescription().CastToCString();
-  }
-  return "<none>";
 }
 
 class ProxyDescriptorTest : public ::testing::Test {
@@ -51,49 +35,39 @@ class ProxyDescriptorTest : public ::testing::Test {
 
 // The generated call for each method of ICalc, without and with a target.
 TEST_F(ProxyDescriptorTest, CallsOfTheCalculatorMethods) {
-  struct Case {
+  xrcunihandle<xobject> target = calc->createProxy("calc-server", "root");
+  const xany t(target.get());
+  const struct {
     const char* method;
     std::initializer_list<xany> values;
-    const char* name;
     const char* names;
     const char* returnType;  // null: none
     bool oneWay;
+  } cases[] = {
+      {"add", {xint{1}, xint{2}}, "a,b", "int", false},
+      {"add", {t, xint{1}, xint{2}}, "this,a,b", "int", false},
+      {"divide", {xint{1}, xint{0}}, "a,b", "int", false},
+      {"log", {"hello"}, "message", nullptr, true},
+      {"createChild", {t, "kid"}, "this,name", "ICalc", false},
+      {"getName", {}, "", "string", false},
+      {"getName", {t}, "this", "string", false},
   };
-  xrcunihandle<xobject> target = calc->createProxy("calc-server", "root");
-  const Case cases[] = {
-      {"add", {xany(xint{1}), xany(xint{2})}, "ICalc:add", "a,b", "int", false},
-      {"add",
-       {xany(target.get()), xany(xint{1}), xany(xint{2})},
-       "ICalc:add",
-       "this,a,b",
-       "int",
-       false},
-      {"divide", {xany(xint{1}), xany(xint{0})}, "ICalc:divide", "a,b", "int", false},
-      {"log", {xany("hello")}, "ICalc:log", "message", nullptr, true},
-      {"createChild",
-       {xany(target.get()), xany("kid")},
-       "ICalc:createChild",
-       "this,name",
-       "ICalc",
-       false},
-      {"getName", {}, "ICalc:getName", "", "string", false},
-      {"getName", {xany(target.get())}, "ICalc:getName", "this", "string", false},
-  };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.method) + " " + c.names);
     zubJexCall call;
     xrchandle<xanysequence> values = Values(c.values);
     ASSERT_TRUE(calc->createCall(call, c.method, values));
-    EXPECT_TRUE(call.getName() == c.name);
-    EXPECT_EQ(Names(call), c.names);
+    EXPECT_TRUE(call.getName() == (std::string("ICalc:") + c.method).c_str());
+    std::string names;
+    for (int32_t i = 0; i < call.getParamNames()->getCount(); ++i) {
+      names += std::string(i > 0 ? "," : "") + call.getParamNames()->getAt(i).CastToCString();
+    }
+    EXPECT_EQ(names, c.names);
     EXPECT_EQ(call.getParamValues().get(), values.get());  // shared, not copied
-    if (c.returnType == nullptr) {
-      EXPECT_EQ(call.getReturnType(), nullptr);
-    } else {
-      ASSERT_NE(call.getReturnType(), nullptr);
-      EXPECT_TRUE(call.getReturnType()->getName() == c.returnType);
-      // Readers find the return type by its name.
-      EXPECT_EQ(zubRttiGetFromMap(c.returnType), call.getReturnType());
+    // Readers find the return type by its name.
+    EXPECT_EQ(call.getReturnType(), c.returnType ? zubRttiGetFromMap(c.returnType) : nullptr);
+    if (c.returnType != nullptr) {
+      EXPECT_NE(call.getReturnType(), nullptr);
     }
     EXPECT_EQ(call.getIsAsync(), c.oneWay);
   }
@@ -101,16 +75,16 @@ TEST_F(ProxyDescriptorTest, CallsOfTheCalculatorMethods) {
 
 TEST_F(ProxyDescriptorTest, WrongNumberOfValuesIsRefused) {
   zubJexCall call;
-  EXPECT_EQ(ErrorOf([&] { calc->createCall(call, "add", Values({xany(xint{1})})); }),
+  EXPECT_EQ(Capture([&] { calc->createCall(call, "add", Values({xint{1}})); }).text,
             "invalid parameter count for ICalc:add");
-  EXPECT_EQ(ErrorOf([&] {
+  EXPECT_EQ(Capture([&] {
               calc->createCall(call, "getName", Values({xany(), xany()}));
-            }),
+            }).text,
             "invalid parameter count for ICalc:getName");
 }
 
 TEST_F(ProxyDescriptorTest, UnknownMethodOrNoTableGivesFalseAndReleasesTheValues) {
-  xrchandle<xanysequence> values = Values({xany(xint{1})});
+  xrchandle<xanysequence> values = Values({xint{1}});
   zubJexCall call;
   EXPECT_FALSE(calc->createCall(call, "multiply", values));
   EXPECT_FALSE(calc->createCall(call, nullptr, values));
@@ -133,11 +107,34 @@ TEST_F(ProxyDescriptorTest, CreateProxyBindsServerAndId) {
 }
 
 TEST_F(ProxyDescriptorTest, OrdinaryDescriptorIsNoProxy) {
-  zubBinS11nRtti* d = zubBinS11nRttiGetDescriptor("CalcError");
-  ASSERT_NE(d, nullptr);
   zubBinS11nRttiProxy* untouched = calc;
-  EXPECT_FALSE(d->isProxy(&untouched));
+  EXPECT_FALSE(zubBinS11nRttiGetDescriptor("CalcError")->isProxy(&untouched));
   EXPECT_EQ(untouched, calc);
+}
+
+// The identity part is found through one marker type, the same on every thread; only
+// proxies have it.
+TEST(JexProxyTest, CastFindsTheIdentityPartOfProxiesOnly) {
+  std::vector<xrttiobject*> seen(8, nullptr);
+  std::vector<std::thread> threads;
+  for (size_t i = 0; i < seen.size(); ++i) {
+    threads.emplace_back([&seen, i] { seen[i] = zubGetRtti_jexproxy(); });
+  }
+  for (std::thread& t : threads) t.join();
+  for (xrttiobject* m : seen) EXPECT_EQ(m, zubGetRtti_jexproxy());
+  EXPECT_TRUE(zubGetRtti_jexproxy()->getName() == "_s11n_jexproxy");
+
+  EXPECT_EQ(zubS11nCastToJexProxy(Values({}).get()), nullptr);
+  xrchandle<CalcProxy> proxy(new CalcProxy());
+  zubS11nJexProxy* identity = zubS11nCastToJexProxy(proxy.get());
+  ASSERT_EQ(identity, &proxy->identity());
+  identity->setProxyId("first");
+  identity->setProxyId("second");
+  identity->setServerUrl("calc-server");
+  EXPECT_TRUE(proxy->getProxyId() == "second");
+  EXPECT_TRUE(proxy->getServerUrl() == "calc-server");
+  // An ordinary cast still answers for the proxy's own classes.
+  EXPECT_EQ(proxy->castByRtti(CalcProxy::getClassRtti()), proxy.get());
 }
 
 }  // namespace
