@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "errors/jex_exception.h"
@@ -76,6 +77,17 @@ TEST(MessageServiceTest, DirectCallHandlesEveryArgumentCount) {
         zubBINgetDefaultMsgService()->getLocalizedMessage("zubJEX_MISSING_S11N_DESCR", args);
     EXPECT_STREQ(text.CastToCString(), expected[i]);
   }
+}
+
+// The service is made lazily under a lock.
+TEST(MessageServiceTest, DefaultServiceIsOneInstanceAcrossThreads) {
+  std::vector<zubMessageService*> seen(4, nullptr);
+  std::vector<std::thread> threads;
+  for (size_t i = 0; i < seen.size(); ++i) {
+    threads.emplace_back([&seen, i] { seen[i] = zubBINgetDefaultMsgService(); });
+  }
+  for (std::thread& t : threads) t.join();
+  for (zubMessageService* s : seen) EXPECT_EQ(s, zubBINgetDefaultMsgService());
 }
 
 // A host's service that rewords one key, answers "" for one, and nil for the rest;
