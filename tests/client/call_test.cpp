@@ -1,5 +1,5 @@
 // The road of a successful call: the transport operations in order, the request on the
-// wire, resending on request, one-way calls, and the log records.
+// wire, resending on request, one-way calls, the log records, and the root object.
 #include <gtest/gtest.h>
 
 #include <mutex>
@@ -7,166 +7,133 @@
 #include <vector>
 
 #include "client_test_support.h"
+#include "examples/calc/calc_proxy.h"
 #include "platform/logging.h"
 #include "platform/rtti_registry.h"
 
-using namespace client_test;
+using namespace jex_test;
 
 namespace {
 
-const char* const kExchange = "startOutput finishOutput startInput close";
+const std::string kExchange = "startOutput finishOutput startInput close";
 
-// Collects the texts of the ZUBJEX records at level 3 while it lives.
-class LogCapture {
- public:
-  LogCapture() {
-    btkLogManager::SetAreaLevel(ZUBJEX_LOG_AREA, 3);
-    btkLogManager::SetSink([this](const btkLogRecord& r) {
-      std::lock_guard<std::mutex> lock(mutex_);
-      if (r.area == "ZUBJEX" && r.level == 3) texts_.push_back(r.text);
-      loggers_.push_back(r.logger);
-    });
-  }
-  ~LogCapture() {
-    btkLogManager::SetSink(btkLogSink());
-    btkLogManager::SetAreaLevel(ZUBJEX_LOG_AREA, 0);
-  }
-  std::vector<std::string> texts() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return texts_;
-  }
-  std::vector<std::string> loggers() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return loggers_;
-  }
+// Runs `action` with the ZUBJEX area at `level`; returns "logger: text" of every record.
+template <class F>
+std::vector<std::string> logged(int level, F action) {
+  std::mutex mutex;
+  std::vector<std::string> records;
+  btkLogManager::SetAreaLevel(ZUBJEX_LOG_AREA, level);
+  btkLogManager::SetSink([&](const btkLogRecord& r) {
+    std::lock_guard<std::mutex> lock(mutex);
+    records.push_back(r.logger + ": " + r.text);
+  });
+  action();
+  btkLogManager::SetSink(btkLogSink());
+  btkLogManager::SetAreaLevel(ZUBJEX_LOG_AREA, 0);
+  return records;
+}
 
- private:
-  std::mutex mutex_;
-  std::vector<std::string> texts_;
-  std::vector<std::string> loggers_;
-};
+xany add(const ScriptedServer& server, int a, int b) {
+  return server.client()->makeCall("ICalc", "add", values({xint(a), xint(b)}));
+}
 
-TEST(ClientCall, ByNamesWritesTheGeneratedCallAndReturnsTheValue) {
+TEST(ClientCall, WritesTheCallsAndKeepsTheFreeClientAndItsTransportForTheNext) {
   ScriptedServer server;
   server.script->queueResponse(responseBytes("addResponse", zubJexResponseValue, xint(5)));
-
-  xany sum = server.client()->makeCall("ICalc", "add", values({xint(2), xint(3)}));
-
+  server.script->queueResponse(responseBytes("Calc:echoReply", zubJexResponseValue, xany::Nil()));
+  zubJexClient* client = server.client();
+  xany sum = client->makeCall("ICalc", "add", values({xint(2), xint(3)}));
   EXPECT_EQ(sum.getKind(), xany_int);
   EXPECT_EQ(sum.toInt(), 5);
-  EXPECT_EQ(server.script->operationNames(), std::string("create open ") + kExchange);
+
+  zubJexCall echo;  // a prepared call is written as given
+  echo.setName("Calc:echo");
+  echo.setReturnType(zubGetRtti_string());
+  echo.addParam("text", "hello");
+  echo.setIsAsync(true);  // ignored by makeCall: a response is read all the same
+  EXPECT_EQ(server.client(), client);
+  EXPECT_EQ(client->makeCall(&echo).getKind(), xany_nil);
+
+  EXPECT_EQ(server.script->operationNames(), "create open " + kExchange + " " + kExchange);
   EXPECT_EQ(server.script->openedWith(), std::vector<std::string>{server.name});
-  ASSERT_EQ(server.script->requests().size(), 1u);
-  zubJexCall sent;
-  decodeCall(server.script->requests()[0], sent);
-  EXPECT_EQ(sent.getName(), "ICalc:add");
-  EXPECT_EQ(sent.getParamByName("a").toInt(), 2);
-  EXPECT_EQ(sent.getParamByName("b").toInt(), 3);
-  EXPECT_FALSE(sent.getIsAsync());
-}
-
-TEST(ClientCall, NextCallReusesTheFreeClientAndItsOpenTransport) {
-  ScriptedServer server;
-  server.script->queueResponse(responseBytes("getNameResponse", zubJexResponseValue, "calc"));
-  server.script->queueResponse(responseBytes("getNameResponse", zubJexResponseValue, "calc"));
-
-  zubJexClient* first = server.client();
-  first->makeCall("ICalc", "getName", values({}));
-  zubJexClient* second = server.client();
-  EXPECT_EQ(second, first);
-  EXPECT_EQ(second->makeCall("ICalc", "getName", values({})).toString(), "calc");
-
-  EXPECT_EQ(server.script->operationNames(),
-            std::string("create open ") + kExchange + " " + kExchange);
-}
-
-TEST(ClientCall, PreparedCallIsWrittenAsGivenAndAcceptsNil) {
-  ScriptedServer server;
-  server.script->queueResponse(responseBytes("Calc:echoReply", zubJexResponseValue, xany::Nil()));
-  zubJexCall call;
-  call.setName("Calc:echo");
-  call.setReturnType(zubGetRtti_string());
-  call.addParam("text", "hello");
-  call.setIsAsync(true);  // ignored by makeCall: a response is read all the same
-
-  xany echoed = server.client()->makeCall(&call);
-
-  EXPECT_EQ(echoed.getKind(), xany_nil);
-  EXPECT_EQ(server.script->operationNames(), std::string("create open ") + kExchange);
-  zubJexCall sent;
-  decodeCall(server.script->requests()[0], sent);
-  EXPECT_EQ(sent.getName(), "Calc:echo");
-  EXPECT_EQ(sent.getReturnType(), zubGetRtti_string());
-  EXPECT_EQ(sent.getParamByName("text").toString(), "hello");
+  ASSERT_EQ(server.script->requests().size(), 2u);
+  zubJexCall sent[2];
+  for (int i = 0; i < 2; ++i) decodeCall(server.script->requests()[i], sent[i]);
+  EXPECT_EQ(sent[0].getName(), "ICalc:add");
+  EXPECT_EQ(sent[0].getParamByName("a").toInt(), 2);
+  EXPECT_EQ(sent[0].getParamByName("b").toInt(), 3);
+  EXPECT_FALSE(sent[0].getIsAsync());
+  EXPECT_EQ(sent[1].getName(), "Calc:echo");
+  EXPECT_EQ(sent[1].getReturnType(), zubGetRtti_string());
+  EXPECT_EQ(sent[1].getParamByName("text").toString(), "hello");
 }
 
 TEST(ClientCall, OneWayCallReadsNothing) {
   ScriptedServer server;
   server.client()->makeVoidCall("ICalc", "log", values({"started"}));
-
   EXPECT_EQ(server.script->operationNames(), "create open startOutput finishOutput close");
   zubJexCall sent;
-  decodeCall(server.script->requests()[0], sent);
+  decodeCall(server.script->requests().at(0), sent);
   EXPECT_TRUE(sent.getIsAsync());
   EXPECT_EQ(sent.getParamByName("message").toString(), "started");
-}
-
-TEST(ClientCall, VoidCallThatIsNotOneWayReadsItsResponse) {
-  ScriptedServer server;
-  server.script->queueResponse(responseBytes("resetResponse", zubJexResponseVoid, xany()));
-  zubJexCall call;
-  call.setName("reset");
-
-  server.client()->makeVoidCall(&call);
-
-  EXPECT_EQ(server.script->operationNames(), std::string("create open ") + kExchange);
 }
 
 TEST(ClientCall, ResendStatusWritesTheWholeRequestAgainAndLogsEachAttempt) {
   ScriptedServer server;
   server.script->queueFinishStatus(zubJexFinishResend, 3);
   server.script->queueResponse(responseBytes("addResponse", zubJexResponseValue, xint(7)));
-  LogCapture log;
-
-  EXPECT_EQ(server.client()->makeCall("ICalc", "add", values({xint(3), xint(4)})).toInt(), 7);
+  std::vector<std::string> records = logged(3, [&] { EXPECT_EQ(add(server, 3, 4).toInt(), 7); });
 
   std::string retry = "startOutput finishOutput close ";
   EXPECT_EQ(server.script->operationNames(), "create open " + retry + retry + retry + kExchange);
   std::vector<std::string> requests = server.script->requests();
   ASSERT_EQ(requests.size(), 4u);
   for (const std::string& r : requests) EXPECT_EQ(r, requests[0]);
-
-  std::vector<std::string> attempt = {"** Send RPC request ICalc:add", "Begin request JEX s11n",
-                                      "End request JEX s11n"};
   std::vector<std::string> expected;
-  for (int i = 0; i < 4; ++i) expected.insert(expected.end(), attempt.begin(), attempt.end());
+  for (int i = 0; i < 4; ++i) {
+    expected.insert(expected.end(), {"** Send RPC request ICalc:add", "Begin request JEX s11n",
+                                     "End request JEX s11n"});
+  }
   expected.insert(expected.end(),
                   {"Exiting zubJexClient::sendCall", "Begin response JEX des11n",
                    "End response JEX des11n", "** Receive RPC response addResponse"});
-  EXPECT_EQ(log.texts(), expected);
-  for (const std::string& logger : log.loggers()) EXPECT_EQ(logger, "zubjex_clnt");
+  for (std::string& text : expected) text = "zubjex_clnt: " + text;
+  EXPECT_EQ(records, expected);
 }
 
-TEST(ClientCall, StatusesOtherThanFailAndResendCountAsDone) {
+TEST(ClientCall, OtherStatusesThanFailAndResendCountAsDoneAndNothingIsLoggedBelowLevelThree) {
+  ScriptedServer server;
   for (int status : {3, -1, 100}) {
-    ScriptedServer server;
     server.script->queueFinishStatus(status);
     server.script->queueResponse(responseBytes("addResponse", zubJexResponseValue, xint(1)));
-    EXPECT_EQ(server.client()->makeCall("ICalc", "add", values({xint(0), xint(1)})).toInt(), 1);
-    EXPECT_EQ(server.script->requests().size(), 1u) << status;
+    EXPECT_EQ(logged(2, [&] { EXPECT_EQ(add(server, 0, 1).toInt(), 1); }).size(), 0u);
   }
+  EXPECT_EQ(server.script->requests().size(), 3u);
 }
 
-TEST(ClientCall, NothingIsLoggedBelowLevelThree) {
+TEST(ClientRootObject, IsAProxyBoundToTheServerMadeWithoutAnyExchange) {
   ScriptedServer server;
-  server.script->queueResponse(responseBytes("addResponse", zubJexResponseValue, xint(1)));
-  std::vector<std::string> seen;
-  btkLogManager::SetAreaLevel(ZUBJEX_LOG_AREA, 2);
-  btkLogManager::SetSink([&seen](const btkLogRecord& r) { seen.push_back(r.text); });
-  server.client()->makeCall("ICalc", "add", values({xint(0), xint(1)}));
-  btkLogManager::SetSink(btkLogSink());
-  btkLogManager::SetAreaLevel(ZUBJEX_LOG_AREA, 0);
-  EXPECT_TRUE(seen.empty());
+  zubJexClient* client = server.client();
+  xrcunihandle<xobject> root = client->getRootObject("ICalc", "calc-7");
+  xrcunihandle<xobject> again = client->getRootObject("ICalc", "");
+  CalcProxy* proxy = CalcProxy::softcast(root.get());
+  ASSERT_TRUE(proxy && CalcProxy::softcast(again.get()));
+  EXPECT_EQ(proxy->getServerUrl(), server.name.c_str());
+  EXPECT_EQ(proxy->getProxyId(), "calc-7");
+  EXPECT_EQ(CalcProxy::softcast(again.get())->getProxyId(), "");
+  EXPECT_EQ(server.script->operationNames(), "");
+  zubJexClient* other = server.client();
+  EXPECT_NE(other, client);  // in use until it is given back
+  for (zubJexClient* c : {client, other}) zubJexClient::freeInstance(c);
+
+  server.script->queueResponse(responseBytes("getNameResponse", zubJexResponseValue, "seven"));
+  EXPECT_EQ(server.client()->makeCall("ICalc", "getName", values({root.get()})).toString(),
+            "seven");
+  zubJexCall sent;
+  decodeCall(server.script->requests().at(0), sent);
+  CalcProxy* target = CalcProxy::softcast(sent.getParamByName("this").toObject());
+  ASSERT_TRUE(target);
+  EXPECT_EQ(target->getProxyId(), "calc-7");
 }
 
 }  // namespace

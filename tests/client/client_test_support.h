@@ -1,32 +1,18 @@
 // Helpers of the client tests: a server name per test backed by a scripted transport,
-// response bytes made with the real encoder, and the capture of raised throwables.
+// and what a host sees of an action on a pooled client.
 #ifndef ZUBJEX_TESTS_CLIENT_CLIENT_TEST_SUPPORT_H_
 #define ZUBJEX_TESTS_CLIENT_CLIENT_TEST_SUPPORT_H_
 
+#include <gtest/gtest.h>
+
 #include <atomic>
-#include <initializer_list>
 #include <memory>
 #include <string>
 
-#include "client/jex_client.h"
 #include "client/scripted_transport.h"
-#include "examples/calc/calc_types.h"
-#include "messages/jex_call.h"
-#include "messages/jex_response.h"
-#include "messages/jex_serializer.h"
-#include "messages/proxy_map.h"
-#include "platform/exceptions.h"
-#include "platform/memory_streams.h"
-#include "platform/sequences.h"
+#include "test_support/jex_test_support.h"
 
-namespace client_test {
-
-// A map for servers that hold no host objects: every id names a server object.
-class NoHostObjects : public zubJexProxyMap {
- public:
-  xstring getObjectId(xrcunihandle<xobject>) override { return xstring(); }
-  xrcunihandle<xobject> findObject(const xstring&) override { return xrcunihandle<xobject>(); }
-};
+namespace jex_test {
 
 // The pool and the registry are process-wide: every test talks to servers of its own.
 inline std::string uniqueServerName(const char* base) {
@@ -36,8 +22,8 @@ inline std::string uniqueServerName(const char* base) {
 
 // A server name with a scripted transport factory and a proxy map installed.
 struct ScriptedServer {
-  explicit ScriptedServer(const char* base = "server", zubMessageService* service = nullptr)
-      : name(uniqueServerName(base)),
+  explicit ScriptedServer(zubMessageService* service = nullptr)
+      : name(uniqueServerName("server")),
         script(std::make_shared<zubJexTransportScript>()),
         factory(script) {
     calcRegisterTypes();
@@ -59,60 +45,27 @@ struct ScriptedServer {
   NoHostObjects map;
 };
 
-inline xrchandle<xanysequence> values(std::initializer_list<xany> items) {
-  xrchandle<xanysequence> seq(xanysequence::create());
-  for (const xany& v : items) seq->append(v);
-  return seq;
-}
+// What the host sees of `action` run on a client from the pool: what it raised, what it
+// wrote to standard error, and whether the client was free again afterwards.
+struct Outcome {
+  xrcunihandle<xthrowable> raised;
+  std::string stderrText;
+  bool clientFree;
+};
 
-// The bytes of a response message, written by the library's own encoder.
-inline std::string responseBytes(const char* name, zubJexResponseKind kind, xany value,
-                                 xrtti* returnType = nullptr, const char* faultCode = nullptr,
-                                 const char* faultString = nullptr) {
-  zubJexResponse response;
-  response.setName(name);
-  response.setKind(kind);
-  response.setObject(value);
-  response.setReturnType(returnType);
-  response.setFaultCode(faultCode);
-  response.setFaultString(faultString);
-  NoHostObjects map;
-  btkMemOStream out;
-  zubJEXSerializer::getInstance()->writeResponse(&out, response, &map);
-  return out.str();
-}
-
-// Decodes request bytes as a call bound to `serverUrl`.
-inline void decodeCall(const std::string& bytes, zubJexCall& call) {
-  NoHostObjects map;
-  btkMemIStream in(bytes);
-  zubJEXSerializer::getInstance()->readCall(&in, call, &map, "peer");
-}
-
-// Runs `action`, which is expected to raise an xthrowable; returns it (null when
-// nothing was raised).
 template <class F>
-xrcunihandle<xthrowable> raisedBy(F action) {
-  try {
-    action();
-  } catch (xthrowable* t) {
-    return xadoptThrown(t);
-  }
-  return xrcunihandle<xthrowable>();
+Outcome outcomeOf(const ScriptedServer& server, F action) {
+  Outcome outcome;
+  zubJexClient* client = server.client();
+  testing::internal::CaptureStderr();
+  outcome.raised = raisedBy([&] { action(client); });
+  outcome.stderrText = testing::internal::GetCapturedStderr();
+  zubJexClient* next = server.client();
+  outcome.clientFree = next == client;
+  zubJexClient::freeInstance(next);
+  return outcome;
 }
 
-inline std::string descriptionOf(xobject* o) {
-  zubXException* e = zubXException::softcast(o);
-  return e == nullptr ? std::string("<no exception>")
-                      : std::string(e->getDescription().CastToCString());
-}
-
-inline std::string causeOf(xobject* o) {
-  zubXException* e = zubXException::softcast(o);
-  if (e == nullptr || !e->getCause()) return std::string("<no cause>");
-  return std::string(e->getCause()->getDescription().CastToCString());
-}
-
-}  // namespace client_test
+}  // namespace jex_test
 
 #endif  // ZUBJEX_TESTS_CLIENT_CLIENT_TEST_SUPPORT_H_

@@ -1,15 +1,18 @@
 // Every failure reaches the host as one raised throwable with the right text and
 // cause, writes one line to standard error, ends the exchange only when there is a
-// transport, and leaves the client free in the pool.
+// transport, and leaves the client free in the pool. Responses that do not answer the
+// call are failures too.
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "client_test_support.h"
 #include "errors/message_service.h"
+#include "platform/rtti_registry.h"
 
-using namespace client_test;
+using namespace jex_test;
 
 namespace {
 
@@ -19,213 +22,153 @@ class OddThrowable : public xthrowable {
 };
 XOBJECT_DEFINE_RTTI(OddThrowable, "OddThrowable", xthrowable)
 
-// What a failing call shows the host and the transport.
-struct FailureCase {
-  const char* what;
-  std::function<void(ScriptedServer&)> arrange;
-  std::function<void(zubJexClient*)> call;
-  std::string text;        // of the raised zubXSerialization; "%s": the server name
-  const char* cause;       // its cause's description, or "<no cause>"
-  const char* operations;  // the transport operations seen
-};
+typedef std::function<void(ScriptedServer&)> Arrange;
+typedef std::function<void(zubJexClient*)> Call;
+typedef zubJexTransportOp Op;
 
-void addCall(zubJexClient* c) { c->makeCall("ICalc", "add", values({xint(1), xint(2)})); }
-
-std::string addResponse() { return responseBytes("addResponse", zubJexResponseValue, xint(3)); }
-
-std::vector<FailureCase> failureCases() {
-  const char* failedOutput = "create open startOutput close reportException";
-  return {
-      {"no transport factory",
-       [](ScriptedServer& s) { zubJexClient::setServerConfig(s.name.c_str(), zubJexConfig()); },
-       addCall, "JEX Client Error: No JEX transport factory is configured for server %s.",
-       "<no cause>", ""},
-      {"factory makes no transport", [](ScriptedServer& s) { s.script->failCreate(); }, addCall,
-       "JEX Client Error: The JEX transport factory made no transport for server %s.", "<no cause>",
-       "create"},
-      {"factory raises",
-       [](ScriptedServer& s) { s.script->raiseFrom(zubJexTransportOp::Create, "no route"); },
-       addCall, "JEX Client Error: no route.", "no route", "create"},
-      {"open raises",
-       [](ScriptedServer& s) { s.script->raiseFrom(zubJexTransportOp::Open, "refused"); }, addCall,
-       "JEX Client Error: refused.", "refused", "create open close reportException"},
-      {"no request stream",
-       [](ScriptedServer& s) { s.script->returnNullStream(zubJexTransportOp::StartOutput); },
-       addCall, "JEX Client Error: Failed to open JEX RPC call request stream.", "<no cause>",
-       failedOutput},
-      {"reportException raises as well",
-       [](ScriptedServer& s) {
-         s.script->returnNullStream(zubJexTransportOp::StartOutput);
-         s.script->raiseFrom(zubJexTransportOp::ReportException, "report lost");
-       },
-       addCall, "JEX Client Error: Failed to open JEX RPC call request stream.", "<no cause>",
-       failedOutput},
-      {"startOutput raises",
-       [](ScriptedServer& s) { s.script->raiseFrom(zubJexTransportOp::StartOutput, "down"); },
-       addCall, "JEX Client Error: down.", "down", failedOutput},
-      {"finish status 1",
-       [](ScriptedServer& s) { s.script->queueFinishStatus(zubJexFinishFailed); }, addCall,
-       "JEX Client Error: Failed to finish writing JEX call request.", "<no cause>",
-       "create open startOutput finishOutput close reportException"},
-      {"finish status 1 after a resend",
-       [](ScriptedServer& s) {
-         s.script->queueFinishStatus(zubJexFinishResend);
-         s.script->queueFinishStatus(zubJexFinishFailed);
-       },
-       addCall, "JEX Client Error: Failed to finish writing JEX call request.", "<no cause>",
-       "create open startOutput finishOutput close startOutput finishOutput close "
-       "reportException"},
-      {"no response stream",
-       [](ScriptedServer& s) { s.script->returnNullStream(zubJexTransportOp::StartInput); },
-       addCall, "JEX Client Error: Failed to open JEX RPC call response stream.", "<no cause>",
-       "create open startOutput finishOutput startInput close reportException"},
-      {"response cut short", [](ScriptedServer& s) { s.script->queueResponse("\x01\x0bJEXResp"); },
-       addCall, "JEX Client Error: failed to read a response.", "failed to read a response",
-       "create open startOutput finishOutput startInput close reportException"},
-      {"close raises after a good exchange",
-       [](ScriptedServer& s) {
-         s.script->queueResponse(addResponse());
-         s.script->raiseFrom(zubJexTransportOp::Close, "reset by peer");
-       },
-       addCall, "JEX Client Error: reset by peer.", "reset by peer",
-       "create open startOutput finishOutput startInput close close reportException"},
-      {"transport raises no exception class",
-       [](ScriptedServer& s) {
-         s.script->raiseFrom(zubJexTransportOp::StartInput,
-                             xrcunihandle<xthrowable>(new OddThrowable()));
-       },
-       addCall, "JEX Client Error: OddThrowable.", "<no cause>",
-       "create open startOutput finishOutput startInput close reportException"},
-      {"no proxy map",
-       [](ScriptedServer& s) { zubJexClient::setServerProxyMap(s.name.c_str(), nullptr); }, addCall,
-       "JEX Client Error: failed to write a call.", "failed to write a call", failedOutput},
-      {"no descriptor for the interface", nullptr,
-       [](zubJexClient* c) { c->makeCall("INowhere", "add", values({})); },
-       "JEX Client Error: Missing s11n descriptor for ZUB type INowhere.", "<no cause>", ""},
-      {"descriptor of no remote interface", nullptr,
-       [](zubJexClient* c) { c->makeVoidCall("CalcError", "add", values({})); },
-       "JEX Client Error: Invalid s11n descriptor for proxy of ZUB type CalcError.", "<no cause>",
-       ""},
-      {"method the interface lacks", nullptr,
-       [](zubJexClient* c) { c->makeCall("ICalc", "power", values({xint(2)})); },
-       "JEX Client Error: Failed to generate RPC call for method \"power\" of ZUB interface "
-       "ICalc.",
-       "<no cause>", ""},
-      {"generator refuses the parameters", nullptr,
-       [](zubJexClient* c) { c->makeCall("ICalc", "add", values({xint(2)})); },
-       "JEX Client Error: invalid parameter count for ICalc:add.",
-       "invalid parameter count for ICalc:add", ""},
+Arrange raise(Op op, const char* text) {
+  return [=](ScriptedServer& s) { s.script->raiseFrom(op, text); };
+}
+Arrange nullStream(Op op) {
+  return [=](ScriptedServer& s) { s.script->returnNullStream(op); };
+}
+Arrange finish(std::vector<int> statuses) {
+  return [=](ScriptedServer& s) {
+    for (int status : statuses) s.script->queueFinishStatus(status);
   };
 }
-
-std::string withServer(std::string text, const std::string& server) {
-  size_t at = text.find("%s");
-  if (at != std::string::npos) text.replace(at, 2, server);
-  return text;
+Arrange respond(std::string bytes) {
+  return [=](ScriptedServer& s) { s.script->queueResponse(bytes); };
+}
+Arrange both(Arrange first, Arrange second) {
+  return [=](ScriptedServer& s) {
+    first(s);
+    second(s);
+  };
+}
+Call call(const char* iface, const char* method, std::vector<xany> params) {
+  return [=](zubJexClient* c) {
+    xrchandle<xanysequence> seq = values({});
+    for (const xany& p : params) seq->append(p);
+    c->makeCall(iface, method, seq);
+  };
+}
+Call rootOf(const char* type) {
+  return [=](zubJexClient* c) { c->getRootObject(type, "root"); };
 }
 
 TEST(ClientFailures, ReachTheHostWithTheirTextOnceOnStandardError) {
-  for (const FailureCase& c : failureCases()) {
+  const std::string addResponse = responseBytes("addResponse", zubJexResponseValue, xint(3));
+  const Call add = call("ICalc", "add", {xint(1), xint(2)});
+  const char* outputFailed = "create open startOutput close reportException";
+  const char* inputFailed = "create open startOutput finishOutput startInput close reportException";
+  struct Case {
+    const char* what;
+    Arrange arrange;
+    Call call;
+    const char* text;        // "%s": the server name
+    const char* causes;      // the chain of causes' texts
+    const char* operations;  // the transport operations seen
+  } cases[] = {
+      {"no transport factory",
+       [](ScriptedServer& s) { zubJexClient::setServerConfig(s.name.c_str(), zubJexConfig()); },
+       add, "No JEX transport factory is configured for server %s", "", ""},
+      {"factory makes no transport", [](ScriptedServer& s) { s.script->failCreate(); }, add,
+       "The JEX transport factory made no transport for server %s", "", "create"},
+      {"factory raises", raise(Op::Create, "no route"), add, "no route", "no route", "create"},
+      {"open raises", raise(Op::Open, "refused"), add, "refused", "refused",
+       "create open close reportException"},
+      {"no request stream", nullStream(Op::StartOutput), add,
+       "Failed to open JEX RPC call request stream", "", outputFailed},
+      {"reportException raises as well",
+       both(nullStream(Op::StartOutput), raise(Op::ReportException, "report lost")), add,
+       "Failed to open JEX RPC call request stream", "", outputFailed},
+      {"startOutput raises", raise(Op::StartOutput, "down"), add, "down", "down", outputFailed},
+      {"finish status 1", finish({zubJexFinishFailed}), add,
+       "Failed to finish writing JEX call request", "",
+       "create open startOutput finishOutput close reportException"},
+      {"finish status 1 after a resend", finish({zubJexFinishResend, zubJexFinishFailed}), add,
+       "Failed to finish writing JEX call request", "",
+       "create open startOutput finishOutput close startOutput finishOutput close "
+       "reportException"},
+      {"no response stream", nullStream(Op::StartInput), add,
+       "Failed to open JEX RPC call response stream", "", inputFailed},
+      {"response cut short", respond("\x01\x0bJEXResp"), add, "failed to read a response",
+       "failed to read a response <- unexpected end of stream", inputFailed},
+      {"close raises after a good exchange",
+       both(respond(addResponse), raise(Op::Close, "reset by peer")), add, "reset by peer",
+       "reset by peer",
+       "create open startOutput finishOutput startInput close close reportException"},
+      {"transport raises no exception class",
+       [](ScriptedServer& s) {
+         s.script->raiseFrom(Op::StartInput, xrcunihandle<xthrowable>(new OddThrowable()));
+       },
+       add, "OddThrowable", "", inputFailed},
+      {"no proxy map",
+       [](ScriptedServer& s) { zubJexClient::setServerProxyMap(s.name.c_str(), nullptr); }, add,
+       "failed to write a call", "failed to write a call <- invalid parameters", outputFailed},
+      {"no descriptor for the interface", nullptr, call("INowhere", "add", {}),
+       "Missing s11n descriptor for ZUB type INowhere", "", ""},
+      {"descriptor of no remote interface", nullptr,
+       [](zubJexClient* c) { c->makeVoidCall("CalcError", "add", values({})); },
+       "Invalid s11n descriptor for proxy of ZUB type CalcError", "", ""},
+      {"method the interface lacks", nullptr, call("ICalc", "power", {xint(2)}),
+       "Failed to generate RPC call for method \"power\" of ZUB interface ICalc", "", ""},
+      {"generator refuses the parameters", nullptr, call("ICalc", "add", {xint(2)}),
+       "invalid parameter count for ICalc:add", "invalid parameter count for ICalc:add", ""},
+      {"root object of an unknown type", nullptr, rootOf("INowhere"),
+       "Missing s11n descriptor for ZUB type INowhere", "", ""},
+      {"root object of an ordinary type", nullptr, rootOf("CalcError"),
+       "Invalid s11n descriptor for proxy of ZUB type CalcError", "", ""},
+  };
+  for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     ScriptedServer server;
     if (c.arrange) c.arrange(server);
-    zubJexClient* client = server.client();
-    std::string expected = withServer(c.text, server.name);
+    std::string expected = "JEX Client Error: " + withName(c.text, server.name) + ".";
 
-    testing::internal::CaptureStderr();
-    xrcunihandle<xthrowable> raised = raisedBy([&] { c.call(client); });
-    std::string stderrText = testing::internal::GetCapturedStderr();
+    Outcome outcome = outcomeOf(server, c.call);
 
-    ASSERT_TRUE(zubXSerialization::softcast(raised.get())) << descriptionOf(raised.get());
-    EXPECT_EQ(descriptionOf(raised.get()), expected);
-    EXPECT_EQ(causeOf(raised.get()), c.cause);
-    EXPECT_EQ(stderrText, expected + "\n");
+    ASSERT_TRUE(zubXSerialization::softcast(outcome.raised.get()));
+    EXPECT_EQ(descriptionOf(outcome.raised.get()), expected);
+    EXPECT_EQ(causesOf(outcome.raised.get()), c.causes);
+    EXPECT_EQ(outcome.stderrText, expected + "\n");
     EXPECT_EQ(server.script->operationNames(), c.operations);
-    if (std::string(c.operations).find("reportException") != std::string::npos) {
-      EXPECT_EQ(server.script->reportedErrors(), std::vector<std::string>{expected});
-    }
-    EXPECT_EQ(server.client(), client) << "the client goes back to the pool";
-    zubJexClient::freeInstance(client);
+    bool reported = std::string(c.operations).find("reportException") != std::string::npos;
+    EXPECT_EQ(server.script->reportedErrors(),
+              reported ? std::vector<std::string>{expected} : std::vector<std::string>{});
+    EXPECT_TRUE(outcome.clientFree);
   }
 }
 
-TEST(ClientFailures, ClientRecoversOnTheSameTransport) {
-  ScriptedServer server;
-  server.script->returnNullStream(zubJexTransportOp::StartOutput);
-  server.script->queueResponse(addResponse());
-  testing::internal::CaptureStderr();
-  EXPECT_TRUE(raisedBy([&] { addCall(server.client()); }));
-  testing::internal::GetCapturedStderr();
-
-  EXPECT_EQ(server.client()->makeCall("ICalc", "add", values({xint(1), xint(2)})).toInt(), 3);
-  EXPECT_EQ(server.script->operationNames(),
-            "create open startOutput close reportException "
-            "startOutput finishOutput startInput close");
-}
-
-TEST(ClientFailures, EncoderCauseChainIsKept) {
-  ScriptedServer server;
-  zubJexClient::setServerProxyMap(server.name.c_str(), nullptr);
-  testing::internal::CaptureStderr();
-  xrcunihandle<xthrowable> raised = raisedBy([&] { addCall(server.client()); });
-  testing::internal::GetCapturedStderr();
-  zubXException* error = zubXException::softcast(raised.get());
-  ASSERT_TRUE(error && error->getCause());
-  EXPECT_EQ(causeOf(error->getCause().get()), "invalid parameters");
-}
-
-TEST(ClientFaults, FaultWithAnExceptionObjectRaisesThatObject) {
-  ScriptedServer server;
-  xrcunihandle<xobject> detail(new CalcError("division by zero"));
-  server.script->queueResponse(responseBytes("divideResponse", zubJexResponseFault, detail.get(),
-                                             nullptr, "Server", "cannot divide"));
-  zubJexClient* client = server.client();
-
-  testing::internal::CaptureStderr();
-  xrcunihandle<xthrowable> raised = raisedBy([&] {
-    client->makeCall("ICalc", "divide", values({xint(1), xint(0)}));
-  });
-  std::string stderrText = testing::internal::GetCapturedStderr();
-
-  CalcError* error = CalcError::softcast(raised.get());
-  ASSERT_TRUE(error) << descriptionOf(raised.get());
-  EXPECT_EQ(std::string(error->getDescription().CastToCString()), "division by zero");
-  EXPECT_EQ(stderrText, "Server: cannot divide\n");
-  EXPECT_EQ(server.script->operationNames(),
-            "create open startOutput finishOutput startInput close");
-  EXPECT_EQ(server.client(), client);
-  zubJexClient::freeInstance(client);
-}
-
-TEST(ClientFaults, FaultWithoutAnExceptionObjectRaisesAClientError) {
-  struct Detail {
-    const char* what;
-    xany value;
-  };
-  for (const Detail& d :
-       {Detail{"uninit", xany()}, Detail{"nil", xany::Nil()}, Detail{"int", xint(4)}}) {
-    SCOPED_TRACE(d.what);
+TEST(ClientFaults, FaultDetailIsRaisedWhenItIsAnExceptionElseCarriedInAClientError) {
+  xrcunihandle<xobject> calcError(new CalcError("division by zero"));
+  for (xany detail : {xany(calcError.get()), xany(), xany::Nil(), xany(xint(4))}) {
+    SCOPED_TRACE(detail.getKind());
     ScriptedServer server;
     server.script->queueResponse(
-        responseBytes("resetResponse", zubJexResponseFault, d.value, nullptr, "Server", "busy"));
-    zubJexCall call;
-    call.setName("reset");
-    zubJexClient* client = server.client();
-
-    testing::internal::CaptureStderr();
-    xrcunihandle<xthrowable> raised = raisedBy([&] { client->makeVoidCall(&call); });
-    std::string stderrText = testing::internal::GetCapturedStderr();
-
-    ASSERT_TRUE(zubXSerialization::softcast(raised.get()));
-    EXPECT_EQ(descriptionOf(raised.get()), "JEX Client Error: Server: busy.");
-    zubXException* cause = zubXException::softcast(raised.get())->getCause().get();
+        responseBytes("resetResponse", zubJexResponseFault, detail, nullptr, "Server", "busy"));
+    zubJexCall reset;
+    reset.setName("reset");
+    Outcome outcome = outcomeOf(server, [&](zubJexClient* c) { c->makeVoidCall(&reset); });
+    xobject* raised = outcome.raised.get();
+    EXPECT_TRUE(outcome.clientFree);
+    if (detail.getKind() == xany_object) {
+      ASSERT_TRUE(CalcError::softcast(raised));
+      EXPECT_EQ(descriptionOf(raised), "division by zero");
+      EXPECT_EQ(outcome.stderrText, "Server: busy\n");
+      EXPECT_EQ(server.script->operationNames(),
+                "create open startOutput finishOutput startInput close");
+      continue;
+    }
+    ASSERT_TRUE(zubXSerialization::softcast(raised));
+    EXPECT_EQ(descriptionOf(raised), "JEX Client Error: Server: busy.");
+    EXPECT_EQ(outcome.stderrText, "JEX Client Error: Server: busy.\n");
+    zubXException* cause = zubXException::softcast(raised)->getCause().get();
     ASSERT_TRUE(zubXJexFault::isObjKindOf(cause));
-    xany detail = zubXJexFault::cast(cause)->getFaultDetail();
-    EXPECT_EQ(detail.getKind(), d.value.isuninit() ? xany_nil : d.value.getKind());
-    EXPECT_EQ(stderrText, "JEX Client Error: Server: busy.\n");
+    EXPECT_EQ(zubXJexFault::cast(cause)->getFaultDetail().getKind(),
+              detail.isuninit() ? xany_nil : detail.getKind());
     EXPECT_EQ(server.script->reportedErrors().size(), 1u);
-    EXPECT_EQ(server.client(), client);
-    zubJexClient::freeInstance(client);
   }
 }
 
@@ -242,23 +185,100 @@ class Rewording : public zubMessageService {
   }
 };
 
-TEST(ClientFailures, HostMessageServiceRewordsTheTexts) {
+TEST(ClientFailures, HostMessageServiceRewordsTheTextsAndTheTransportServesOnAfterwards) {
   Rewording service;
-  ScriptedServer server("server", &service);
-  server.script->returnNullStream(zubJexTransportOp::StartOutput);
+  ScriptedServer server(&service);
+  server.script->returnNullStream(Op::StartOutput);
   server.script->queueFinishStatus(zubJexFinishFailed);
+  server.script->queueResponse(responseBytes("addResponse", zubJexResponseValue, xint(3)));
+  Call add = call("ICalc", "add", {xint(1), xint(2)});
 
-  testing::internal::CaptureStderr();
-  xrcunihandle<xthrowable> first = raisedBy([&] { addCall(server.client()); });
-  xrcunihandle<xthrowable> second = raisedBy([&] { addCall(server.client()); });
-  std::string stderrText = testing::internal::GetCapturedStderr();
-
-  EXPECT_EQ(descriptionOf(first.get()), "Client trouble -- the line is busy");
-  EXPECT_EQ(descriptionOf(second.get()),
+  EXPECT_EQ(outcomeOf(server, add).stderrText, "Client trouble -- the line is busy\n");
+  Outcome second = outcomeOf(server, add);
+  EXPECT_EQ(descriptionOf(second.raised.get()),
             "Client trouble -- Failed to finish writing JEX call request");
-  EXPECT_EQ(stderrText,
-            "Client trouble -- the line is busy\n"
-            "Client trouble -- Failed to finish writing JEX call request\n");
+  EXPECT_EQ(second.stderrText, "Client trouble -- Failed to finish writing JEX call request\n");
+  EXPECT_FALSE(outcomeOf(server, add).raised);
+  EXPECT_EQ(server.script->operationNames(),
+            "create open startOutput close reportException startOutput finishOutput close "
+            "reportException startOutput finishOutput startInput close");
+}
+
+const char* const kBadName = "JEX Client Error: Invalid JEX response name.";
+const char* const kBadKind = "JEX Client Error: Invalid JEX response kind.";
+const char* const kValueInVoid = "JEX Client Error: JEX call to void method returned a value.";
+const char* const kNoAny =
+    "JEX Client Error: JEX call is expected to return a value of ZUB type any.";
+const char* const kNoInt =
+    "JEX Client Error: JEX call is expected to return a value of ZUB type int.";
+
+// Whether a response answers the call: its kind for the kind of call, its name for the
+// method's name, and the presence of a value for the return type.
+TEST(ClientResponseChecks, AcceptOrRejectAsTheTableSays) {
+  struct Case {
+    const char* callName;
+    bool voidCall;        // makeVoidCall instead of makeCall
+    bool callReturnsInt;  // the call's return type: int, else none
+    const char* responseName;
+    int kind;
+    xany value;
+    bool responseNamesInt;  // the return type the server names: int, else none
+    const char* error;      // the host's error text, or null
+  } cases[] = {
+      // Names: a two-word name is compared by its method part, others whole.
+      {"Calc:add", false, true, "addResponse", 2, xint(1), false, nullptr},
+      {"Calc:add", false, true, "addReply", 2, xint(1), false, nullptr},
+      {"Calc:add", false, true, "Calc:addResponse", 2, xint(1), false, nullptr},
+      {"add", false, true, "X:addReply", 2, xint(1), false, nullptr},
+      {"Calc:add", false, true, "addresult", 2, xint(1), false, kBadName},
+      {"Calc:add", false, true, "Calc:add:Response", 2, xint(1), false, kBadName},
+      {"Calc:add", false, true, "add", 2, xint(1), false, kBadName},
+      {"Calc:add", false, true, "subResponse", 2, xint(1), false, kBadName},
+      {"a:b:c", false, true, "a:b:cResponse", 2, xint(1), false, nullptr},
+      {"a:b:c", false, true, "cResponse", 2, xint(1), false, kBadName},
+      // Calls with a result: a value must come, nil counts as one; the server's type is
+      // replaced by the call's (or any).
+      {"get", false, false, "getResponse", 2, xany(), false, kNoAny},
+      {"get", false, true, "getResponse", 2, xany(), true, kNoInt},
+      {"get", false, false, "getResponse", 2, xany::Nil(), false, nullptr},
+      {"get", false, true, "getResponse", 2, "text", false, nullptr},
+      {"get", false, true, "getResponse", 1, xany(), false, kBadKind},
+      {"get", false, true, "getResponse", 0, xint(1), false, kBadKind},
+      {"get", false, true, "getResponse", 7, xint(1), false, kBadKind},
+      // Calls without a result (read all the same): the response's own return type decides.
+      {"reset", true, false, "resetResponse", 1, xany(), false, nullptr},
+      {"reset", true, false, "resetResponse", 1, xany::Nil(), false, kValueInVoid},
+      {"reset", true, false, "resetResponse", 1, xint(3), false, kValueInVoid},
+      {"reset", true, false, "resetResponse", 1, xany(), true, kNoInt},
+      {"reset", true, false, "resetResponse", 1, xint(3), true, nullptr},
+      {"reset", true, false, "resetReply", 1, xany(), false, nullptr},
+      {"reset", true, false, "resetResult", 1, xany(), false, kBadName},
+      {"reset", true, false, "resetResponse", 2, xint(3), false, kBadKind},
+      {"reset", true, false, "resetResponse", 0, xany(), false, kBadKind},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.callName) + " answered by " + c.responseName + " kind " +
+                 std::to_string(c.kind));
+    ScriptedServer server;
+    server.script->queueResponse(responseBytes(c.responseName,
+                                               static_cast<zubJexResponseKind>(c.kind), c.value,
+                                               c.responseNamesInt ? zubGetRtti_int() : nullptr));
+    zubJexCall request;
+    request.setName(c.callName);
+    request.setReturnType(c.callReturnsInt ? zubGetRtti_int() : nullptr);
+    xany result = c.value;
+    Outcome outcome = outcomeOf(server, [&](zubJexClient* client) {
+      if (c.voidCall) client->makeVoidCall(&request);
+      if (!c.voidCall) result = client->makeCall(&request);
+    });
+    std::string error = c.error ? c.error : "";
+    EXPECT_EQ(outcome.raised ? descriptionOf(outcome.raised.get()) : "", error);
+    EXPECT_EQ(outcome.stderrText, c.error ? error + "\n" : "");
+    EXPECT_TRUE(!c.error || zubXSerialization::softcast(outcome.raised.get()));
+    EXPECT_EQ(causesOf(outcome.raised.get()), "");
+    EXPECT_EQ(result, c.value);
+    EXPECT_TRUE(outcome.clientFree);
+  }
 }
 
 }  // namespace

@@ -1,19 +1,16 @@
 // The pool hands a client to one caller at a time, reuses free clients in the order of
-// their making, and fixes a client's configuration when it is made.
+// their making, fixes a client's configuration when it is made, and at unload deletes
+// every client, which disconnects and deletes its transport.
 #include <gtest/gtest.h>
 
-#include "client/jex_client.h"
+#include <cstdio>
+#include <cstdlib>
+
 #include "client_test_support.h"
 
-using namespace client_test;
+using namespace jex_test;
 
 namespace {
-
-// Stands for distinct factories; never asked for a transport in these tests.
-class UnusedFactory : public zubJexTransportFactory {
- public:
-  zubJexTransport* createTransport() override { return nullptr; }
-};
 
 zubJexConfig configWith(zubJexTransportFactory* factory) {
   zubJexConfig config;
@@ -21,79 +18,81 @@ zubJexConfig configWith(zubJexTransportFactory* factory) {
   return config;
 }
 
-TEST(ClientPool, ReusesFreeClientsInTheOrderOfTheirMaking) {
-  std::string server = uniqueServerName("pool");
-  zubJexClient* first = zubJexClient::getInstance(server.c_str());
-  zubJexClient* second = zubJexClient::getInstance(server.c_str());
-  ASSERT_NE(first, second);
+zubJexClient* clientOf(const std::string& server) {
+  return zubJexClient::getInstance(server.c_str());
+}
 
+TEST(ClientPool, ReusesFreeClientsOfTheServerInTheOrderOfTheirMaking) {
+  std::string server = uniqueServerName("pool");
+  zubJexClient* first = clientOf(server);
+  zubJexClient* second = clientOf(server);
+  ASSERT_NE(first, second);
   zubJexClient::freeInstance(second);
   zubJexClient::freeInstance(first);
-  EXPECT_EQ(zubJexClient::getInstance(server.c_str()), first);
-  EXPECT_EQ(zubJexClient::getInstance(server.c_str()), second);
-  zubJexClient* third = zubJexClient::getInstance(server.c_str());
-  EXPECT_NE(third, first);
-  EXPECT_NE(third, second);
-
+  zubJexClient::freeInstance(first);  // giving back a free client leaves it free, once
+  EXPECT_EQ(clientOf(server), first);
+  EXPECT_EQ(clientOf(server), second);
+  zubJexClient* third = clientOf(server);
+  EXPECT_TRUE(third != first && third != second);
   for (zubJexClient* c : {first, second, third}) zubJexClient::freeInstance(c);
-}
 
-TEST(ClientPool, ServersHaveSeparateClients) {
-  std::string a = uniqueServerName("pool-a");
-  std::string b = uniqueServerName("pool-b");
-  zubJexClient* ca = zubJexClient::getInstance(a.c_str());
-  zubJexClient::freeInstance(ca);
-  zubJexClient* cb = zubJexClient::getInstance(b.c_str());
-  EXPECT_NE(ca, cb);
-  zubJexClient::freeInstance(cb);
-}
-
-TEST(ClientPool, GivingBackAFreeClientLeavesItFree) {
-  std::string server = uniqueServerName("pool");
-  zubJexClient* client = zubJexClient::getInstance(server.c_str());
-  zubJexClient::freeInstance(client);
-  zubJexClient::freeInstance(client);
-  EXPECT_EQ(zubJexClient::getInstance(server.c_str()), client);
-  zubJexClient* other = zubJexClient::getInstance(server.c_str());
-  EXPECT_NE(other, client);
-  zubJexClient::freeInstance(client);
-  zubJexClient::freeInstance(other);
+  zubJexClient* elsewhere = clientOf(uniqueServerName("pool"));  // servers have their own
+  EXPECT_TRUE(elsewhere != first && elsewhere != second && elsewhere != third);
+  zubJexClient::freeInstance(elsewhere);
 }
 
 TEST(ClientConfig, IsCapturedWhenTheClientIsMadeAndNeverAfter) {
-  UnusedFactory before, after;
+  zubJexScriptedTransportFactory before(nullptr), after(nullptr), fallback(nullptr);
   std::string server = uniqueServerName("config");
   zubJexClient::setServerConfig(server.c_str(), configWith(&before));
-  zubJexClient* old = zubJexClient::getInstance(server.c_str());
-
+  zubJexClient* old = clientOf(server);
   zubJexClient::setServerConfig(server.c_str(), configWith(&after));
-  zubJexClient* made = zubJexClient::getInstance(server.c_str());
+  zubJexClient* made = clientOf(server);
+  zubJexClient::freeInstance(old);
+  EXPECT_EQ(clientOf(server), old);  // handed out again, it keeps what it took when made
   EXPECT_EQ(old->getConfig().getJexTransportFactory(), &before);
   EXPECT_EQ(made->getConfig().getJexTransportFactory(), &after);
-
-  // Handed out again, the old client keeps what it took when it was made.
-  zubJexClient::freeInstance(old);
-  EXPECT_EQ(zubJexClient::getInstance(server.c_str()), old);
-  EXPECT_EQ(old->getConfig().getJexTransportFactory(), &before);
-
-  zubJexClient::freeInstance(old);
-  zubJexClient::freeInstance(made);
+  for (zubJexClient* c : {old, made}) zubJexClient::freeInstance(c);
   zubJexClient::setServerConfig(server.c_str(), zubJexConfig());
-}
 
-TEST(ClientConfig, DefaultIsTakenOnlyByServersWithoutTheirOwn) {
-  UnusedFactory fallback;
+  // The default is taken only by servers without their own.
   zubJexConfig saved = zubJexClient::getDefaultConfig();
   zubJexClient::setDefaultConfig(configWith(&fallback));
-
-  std::string server = uniqueServerName("config");
-  EXPECT_EQ(zubJexClient::getServerConfig(server.c_str()).getJexTransportFactory(), nullptr);
-  zubJexClient* client = zubJexClient::getInstance(server.c_str());
-  EXPECT_EQ(client->getConfig().getJexTransportFactory(), &fallback);
-
+  std::string bare = uniqueServerName("config");
+  EXPECT_EQ(zubJexClient::getServerConfig(bare.c_str()).getJexTransportFactory(), nullptr);
+  zubJexClient* client = clientOf(bare);
   zubJexClient::setDefaultConfig(saved);
   EXPECT_EQ(client->getConfig().getJexTransportFactory(), &fallback);
   zubJexClient::freeInstance(client);
+}
+
+// Says on standard error when the client lets go of it.
+class LoudTransport : public zubJexScriptedTransport {
+ public:
+  using zubJexScriptedTransport::zubJexScriptedTransport;
+  ~LoudTransport() override { std::fputs("transport deleted\n", stderr); }
+  void disconnect() override { std::fputs("transport disconnected\n", stderr); }
+};
+
+class LoudFactory : public zubJexScriptedTransportFactory {
+ public:
+  using zubJexScriptedTransportFactory::zubJexScriptedTransportFactory;
+  zubJexTransport* createTransport() override { return new LoudTransport(getScript()); }
+};
+
+void callThenExit() {
+  ScriptedServer server;
+  LoudFactory loud(server.script);
+  zubJexClient::setServerConfig(server.name.c_str(), configWith(&loud));
+  server.script->queueResponse(responseBytes("addResponse", zubJexResponseValue, xint(3)));
+  server.client()->makeCall("ICalc", "add", values({xint(1), xint(2)}));
+  std::exit(0);
+}
+
+TEST(ClientUnload, PooledClientsDisconnectAndDeleteTheirTransports) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(callThenExit(), testing::ExitedWithCode(0),
+              "transport disconnected\ntransport deleted\n");
 }
 
 }  // namespace
