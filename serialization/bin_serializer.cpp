@@ -11,6 +11,14 @@
 #include "serialization/descriptors.h"
 #include "serialization/type_lookup.h"
 
+// The slot of a short text read; `descriptor` is valid while `generation` equals the
+// type registry's (0: not known).
+struct zubSharedStringSlot {
+  btkStrBuf* buffer;
+  zubBinS11nRtti* descriptor;
+  uint64_t generation;
+};
+
 namespace {
 
 // String bodies up to this size are read with one allocation and one Read. Larger ones
@@ -26,35 +34,36 @@ constexpr unsigned char kWidth4 = 0x04;
 // Short strings (the names of messages, methods, parameters and types) recur in every
 // message. Each thread keeps the last ones it read, one lock held on each buffer, and
 // hands out shared copies of them instead of allocating; xstrings never change their
-// text, so the sharing is invisible. The slots are plain data; the owner, made on the
-// thread's first miss, drops the locks when the thread ends.
+// text, so the sharing is invisible. A slot also remembers the descriptor of the type
+// of that name while the type registry is unchanged. The slots are plain data; the
+// owner, made on the thread's first miss, drops the locks when the thread ends.
 constexpr uint64_t kSharedStringMax = 24;
 constexpr size_t kSharedStringSlots = 128;
-thread_local btkStrBuf* sharedStrings[kSharedStringSlots];
+thread_local zubSharedStringSlot sharedStrings[kSharedStringSlots];
 
 struct SharedStringsOwner {
   ~SharedStringsOwner() {
-    for (btkStrBuf*& buffer : sharedStrings) {
-      if (buffer != nullptr) buffer->Unlock();
-      buffer = nullptr;
+    for (zubSharedStringSlot& slot : sharedStrings) {
+      if (slot.buffer != nullptr) slot.buffer->Unlock();
+      slot.buffer = nullptr;
     }
   }
 };
 thread_local SharedStringsOwner sharedStringsOwner;
 
-xstring SharedString(const char* text, uint64_t size) {
-  uint32_t hash = 2166136261u;  // FNV-1a
-  for (uint64_t i = 0; i < size; ++i) {
-    hash = (hash ^ static_cast<unsigned char>(text[i])) * 16777619u;
+// A cheap spread of short texts over the slots: the size and the first and last eight
+// bytes (fewer for shorter texts). The slot's content decides.
+size_t SharedStringHash(const char* text, uint64_t size) {
+  uint64_t head = 0;
+  uint64_t tail = 0;
+  if (size >= 8) {
+    std::memcpy(&head, text, 8);
+    std::memcpy(&tail, text + size - 8, 8);
+  } else {
+    for (uint64_t i = 0; i < size; ++i) head = (head << 8) | static_cast<unsigned char>(text[i]);
   }
-  btkStrBuf*& slot = sharedStrings[hash % kSharedStringSlots];
-  if (slot == nullptr || slot->MBSize() != size || std::memcmp(slot->MB(), text, size) != 0) {
-    (void)&sharedStringsOwner;  // made with the first buffer the thread keeps
-    btkStrBuf* fresh = btkStrBuf::CopyMB(text, static_cast<size_t>(size));
-    if (slot != nullptr) slot->Unlock();
-    slot = fresh;
-  }
-  return xstring(__xstring_c{slot, slot->MB(), nullptr}, true);
+  const uint64_t mixed = (head * 0x9E3779B97F4A7C15ull) ^ (tail * 0xC2B2AE3D27D4EB4Full) ^ size;
+  return static_cast<size_t>((mixed ^ (mixed >> 29)) % kSharedStringSlots);
 }
 
 void CheckStreamMode(btkStreamBase* stream) {
@@ -160,17 +169,36 @@ void zubBinSerializer::writeAny(xany value) {
 // ---------------------------------------------------------------------------------------
 // Reading
 
-zubBinDeserializer::zubBinDeserializer(btkIStream* stream)
-    : stream_(stream), listener_(nullptr), memory_(dynamic_cast<btkMemIStream*>(stream)) {
-  CheckStreamMode(stream_);
-}
-
 void zubBinDeserializer::readBool(unsigned char& value) { readPrimitive(value); }
 void zubBinDeserializer::readByte(signed char& value) { readPrimitive(value); }
 void zubBinDeserializer::readShort(short& value) { readPrimitive(value); }
 void zubBinDeserializer::readInt(int& value) { readPrimitive(value); }
 void zubBinDeserializer::readLong(int64_t& value) { readPrimitive(value); }
 void zubBinDeserializer::readReal(double& value) { readPrimitive(value); }
+
+zubBinDeserializer::zubBinDeserializer(btkIStream* stream)
+    : stream_(stream),
+      listener_(nullptr),
+      memory_(dynamic_cast<btkMemIStream*>(stream)),
+      shared_(sharedStrings) {
+  CheckStreamMode(stream_);
+}
+
+zubSharedStringSlot* zubBinDeserializer::readSharedString(xstring& s, uint64_t size) {
+  char text[kSharedStringMax];
+  read(text, size);
+  zubSharedStringSlot& slot = shared_[SharedStringHash(text, size)];
+  btkStrBuf* buffer = slot.buffer;
+  if (buffer == nullptr || buffer->MBSize() != size || std::memcmp(buffer->MB(), text, size) != 0) {
+    (void)&sharedStringsOwner;  // made with the first buffer the thread keeps
+    btkStrBuf* fresh = btkStrBuf::CopyMB(text, static_cast<size_t>(size));
+    if (buffer != nullptr) buffer->Unlock();
+    slot = zubSharedStringSlot{fresh, nullptr, 0};
+    buffer = fresh;
+  }
+  s = xstring(__xstring_c{buffer, buffer->MB(), nullptr}, true);
+  return &slot;
+}
 
 uint64_t zubBinDeserializer::readStringSize() {
   unsigned char width = 0;
@@ -206,9 +234,7 @@ void zubBinDeserializer::readString(xstring& s, uint64_t size) {
     xthrowException("unsupported string size");
   }
   if (size <= kSharedStringMax) {
-    char text[kSharedStringMax];
-    read(text, size);
-    s = SharedString(text, size);
+    readSharedString(s, size);
     return;
   }
   if (size <= kStringChunk) {
@@ -232,8 +258,18 @@ void zubBinDeserializer::readString(xstring& s, uint64_t size) {
 
 void zubBinDeserializer::readString(xstring& value) { readString(value, readStringSize()); }
 
-xobject* zubBinDeserializer::createObject(xstring& typeName) {
-  zubBinS11nRtti* descriptor = DescriptorOrThrow(typeName);
+xobject* zubBinDeserializer::createObject(xstring& typeName, zubSharedStringSlot* slot) {
+  zubBinS11nRtti* descriptor = nullptr;
+  const uint64_t generation = slot != nullptr ? zubRttiGeneration() : 0;
+  if (slot != nullptr && slot->generation == generation) {
+    descriptor = slot->descriptor;
+  } else {
+    descriptor = DescriptorOrThrow(typeName);
+    if (slot != nullptr) {
+      slot->descriptor = descriptor;
+      slot->generation = generation;
+    }
+  }
   void* instance = descriptor->create();
   try {
     descriptor->deserialize(this, instance);
@@ -252,7 +288,13 @@ void zubBinDeserializer::readObject(xobject*& object) {
     return;
   }
   xstring typeName;
-  readString(typeName, readStringSize());
+  const uint64_t typeNameSize = readStringSize();
+  zubSharedStringSlot* slot = nullptr;
+  if (typeNameSize > 0 && typeNameSize <= kSharedStringMax) {
+    slot = readSharedString(typeName, typeNameSize);
+  } else {
+    readString(typeName, typeNameSize);
+  }
 
   struct DepthGuard {
     int& depth;
@@ -261,7 +303,7 @@ void zubBinDeserializer::readObject(xobject*& object) {
   } guard(depth_);
   if (depth_ > kMaxObjectDepth) xthrowException("object nesting too deep");
 
-  object = createObject(typeName);
+  object = createObject(typeName, slot);
   if (listener_ == nullptr) return;
   try {
     listener_->onPostObjectRead(object, this);

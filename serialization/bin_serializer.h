@@ -20,6 +20,8 @@
 #include "serialization/export.h"
 #include "serialization/serializer.h"
 
+struct zubSharedStringSlot;
+
 // Called after every non-null object that a zubBinSerializer writes (nested objects
 // before their containers); may write more fields. Borrowed by the serializer.
 class ZUBJEX_EXPORT zubBinSerializerListener {
@@ -132,11 +134,17 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   }
   uint64_t readStringSize();
   void readString(xstring& s, uint64_t size);
-  xobject* createObject(xstring& typeName);
+  // Reads a text of 1 to 24 bytes as a copy of the one this thread keeps for it; the
+  // slot that keeps it, valid until the next string read.
+  zubSharedStringSlot* readSharedString(xstring& s, uint64_t size);
+  // `slot`: the slot of the type name, when it was read into one; it remembers the
+  // descriptor found.
+  xobject* createObject(xstring& typeName, zubSharedStringSlot* slot = nullptr);
 
   btkIStream* stream_;
   zubBinDeserializerListener* listener_;
-  btkMemIStream* memory_;  // stream_ when it is a memory stream, else null
+  btkMemIStream* memory_;        // stream_ when it is a memory stream, else null
+  zubSharedStringSlot* shared_;  // this thread's short strings
   int depth_ = 0;
 };
 
