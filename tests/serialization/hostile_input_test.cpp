@@ -41,29 +41,21 @@ void ReadRich(zubDeserializer& d) {
   d.readString(tail);
 }
 
-TEST(HostileInputTest, EveryTruncationRaisesAndFreesWhatWasMade) {
+// Every truncation raises; every single byte changed to one of a few telling values
+// either raises or reads something. Neither crashes, reads out of bounds (checked by
+// the sanitizer builds) or leaks what was made.
+TEST(HostileInputTest, TruncatedAndCorruptedInput) {
   s11ntest::RegisterTestTypes();
   const int liveBefore = Counted::live;
   const std::string full = RichEncoding();
-  {
-    Reader whole(full);
-    ReadRich(whole.d());
-    ASSERT_TRUE(whole.atEnd());
-  }
+  Reader whole(full);
+  ReadRich(whole.d());
+  ASSERT_TRUE(whole.atEnd());
   for (size_t cut = 0; cut < full.size(); ++cut) {
-    SCOPED_TRACE(cut);
     Reader r(full.substr(0, cut));
-    EXPECT_NE(ErrorOf([&] { ReadRich(r.d()); }), "<none>");
-    EXPECT_EQ(Counted::live, liveBefore);
+    EXPECT_NE(ErrorOf([&] { ReadRich(r.d()); }), "<none>") << "cut at " << cut;
+    EXPECT_EQ(Counted::live, liveBefore) << "cut at " << cut;
   }
-}
-
-// Every single byte changed to every value: the reader raises or reads something, but
-// never crashes, reads out of bounds or leaks (checked by the sanitizer builds).
-TEST(HostileInputTest, CorruptedBytesNeverCrash) {
-  s11ntest::RegisterTestTypes();
-  const int liveBefore = Counted::live;
-  const std::string full = RichEncoding();
   for (size_t at = 0; at < full.size(); ++at) {
     for (int b : {0x00, 0x01, 0x02, 0x04, 0x09, 0x0A, 0x7F, 0x80, 0xFF}) {
       std::string bytes = full;
