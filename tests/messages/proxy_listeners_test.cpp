@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 
 #include "message_fixtures.h"
@@ -50,46 +49,14 @@ TEST_F(ProxyListenersTest, ConstructorsRefuseMissingMapOrServer) {
   EXPECT_FALSE(Capture([this] { zubJEXDeserializerObjectListener l(&map, ""); }).raised);
 }
 
-// Each object is written to exactly these bytes (unless `make` is null), and the bytes
-// read back to an object that passes the check.
-TEST_F(ProxyListenersTest, GoldenObjectsInBothDirections) {
-  const struct {
-    const char* name;
-    std::function<xrcunihandle<xobject>()> make;
-    std::string bytes;
-    std::function<void(const xany&)> check;
-  } cases[] = {
-      {"proxy carries its id", [] { return Proxy("42"); }, Bytes({0x00}) + Str("IFoo") + Str("42"),
-       [](const xany& v) {
-         zubS11nJexProxy* p = zubS11nCastToJexProxy(v.toObject());
-         ASSERT_NE(p, nullptr);
-         EXPECT_TRUE(p->serverUrl == "srv");
-         EXPECT_TRUE(p->getProxyId() == "42");
-       }},
-      {"nil id is stored unchanged", nullptr, Bytes({0x00}) + Str("IFoo") + kNil,
-       [](const xany& v) {
-         zubS11nJexProxy* p = zubS11nCastToJexProxy(v.toObject());
-         ASSERT_NE(p, nullptr);
-         EXPECT_TRUE(p->getProxyId().IsNil());
-         EXPECT_TRUE(p->serverUrl == "srv");
-       }},
-      {"host object travels under the map's id", [this] { return host; },
-       Bytes({0x00}) + Str("IFoo") + Str("h7"),
-       [this](const xany& v) { EXPECT_EQ(v.toObject(), host.get()); }},
-      {"ordinary object gets no id", [] { return xrcunihandle<xobject>(new Point(7)); },
-       Bytes({0x00}) + Str("Point") + Bytes({0x07, 0x00, 0x00, 0x00}),
-       [](const xany& v) {
-         ASSERT_TRUE(v.toObject()->isKindOf(Point::getClassRtti()));
-         EXPECT_EQ(static_cast<Point*>(v.toObject())->x, 7);
-       }},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    if (c.make) {
-      EXPECT_EQ(Hex(Write(c.make().get())), Hex(c.bytes));
-    }
-    c.check(Read(c.bytes));
-  }
+// Proxies, host objects and ordinary objects go both ways in the golden messages of the
+// JEX serializer tests. A nil id is only met by a reader, and is stored unchanged.
+TEST_F(ProxyListenersTest, NilIdIsStoredUnchanged) {
+  xany read = Read(Bytes({0x00}) + Str("IFoo") + kNil);
+  zubS11nJexProxy* p = zubS11nCastToJexProxy(read.toObject());
+  ASSERT_NE(p, nullptr);
+  EXPECT_TRUE(p->getProxyId().IsNil());
+  EXPECT_TRUE(p->serverUrl == "srv");
 }
 
 // A failed write leaves the type name without an id.
