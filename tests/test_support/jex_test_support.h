@@ -1,12 +1,18 @@
-// Helpers shared by the client, server and transport tests: a proxy map without host
-// objects, parameter lists, message bytes written and read by the library's own
-// encoder, and the capture of raised throwables.
+// Helpers shared by the client, server and transport tests (with what they all use): a
+// proxy map without host objects, parameter lists, message bytes written and read by the
+// library's own encoder, and the capture of raised throwables.
 #ifndef ZUBJEX_TESTS_TEST_SUPPORT_JEX_TEST_SUPPORT_H_
 #define ZUBJEX_TESTS_TEST_SUPPORT_JEX_TEST_SUPPORT_H_
 
+#include <gtest/gtest.h>
+
+#include <functional>
 #include <initializer_list>
+#include <memory>
 #include <string>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "client/jex_client.h"
 #include "examples/calc/calc_types.h"
@@ -16,6 +22,7 @@
 #include "messages/proxy_map.h"
 #include "platform/exceptions.h"
 #include "platform/memory_streams.h"
+#include "platform/rtti_registry.h"
 #include "platform/sequences.h"
 
 namespace jex_test {
@@ -93,12 +100,10 @@ inline std::string descriptionOf(xobject* o) {
 
 // The descriptions of the chain of causes of `o`, outermost first, joined by " <- ".
 inline std::string causesOf(xobject* o) {
-  std::string chain;
   zubXException* e = zubXException::softcast(o);
-  for (e = e ? e->getCause().get() : nullptr; e != nullptr; e = e->getCause().get()) {
-    chain += (chain.empty() ? "" : " <- ") + std::string(e->getDescription().CastToCString());
-  }
-  return chain;
+  if (e == nullptr || !e->getCause()) return "";
+  std::string rest = causesOf(e->getCause().get());
+  return descriptionOf(e->getCause().get()) + (rest.empty() ? "" : " <- " + rest);
 }
 
 // `text` with its "%s" replaced by `name`.

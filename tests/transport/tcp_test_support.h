@@ -3,10 +3,6 @@
 #ifndef ZUBJEX_TESTS_TRANSPORT_TCP_TEST_SUPPORT_H_
 #define ZUBJEX_TESTS_TRANSPORT_TCP_TEST_SUPPORT_H_
 
-#include <functional>
-#include <string>
-#include <thread>
-
 #include "test_support/jex_test_support.h"
 #include "transport/frame.h"
 #include "transport/frame_reader.h"
