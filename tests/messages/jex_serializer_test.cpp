@@ -34,8 +34,32 @@ void ExpectBound(const xany& value) {
   }
 }
 
-// Each call is written to exactly these bytes; reading them and writing what was read
-// gives the same bytes again.
+void Write(btkOStream* o, zubJexCall& c, zubJexProxyMap* m) { Jex()->writeCall(o, c, m); }
+void Write(btkOStream* o, zubJexResponse& r, zubJexProxyMap* m) { Jex()->writeResponse(o, r, m); }
+void Read(btkIStream* i, zubJexCall& c, zubJexProxyMap* m) { Jex()->readCall(i, c, m, "srv"); }
+void Read(btkIStream* i, zubJexResponse& r, zubJexProxyMap* m) {
+  Jex()->readResponse(i, r, m, "srv");
+}
+
+// Writes the record that `build` fills and expects `bytes`; reads `bytes` into `read`,
+// consuming all of them, and writes `read` again to the same bytes.
+template <class Record, class Build>
+void BothWays(const Build& build, const std::string& bytes, Record& read, zubJexProxyMap* map) {
+  btkMemOStream out;
+  {
+    Record built;
+    build(built);
+    Write(&out, built, map);
+  }
+  EXPECT_EQ(Hex(out.str()), Hex(bytes));
+  btkMemIStream in(bytes);
+  Read(&in, read, map);
+  EXPECT_EQ(in.remaining(), 0u);
+  btkMemOStream again;
+  Write(&again, read, map);
+  EXPECT_EQ(Hex(again.str()), Hex(bytes));
+}
+
 TEST_F(JexSerializerTest, GoldenCallsInBothDirections) {
   const struct {
     const char* name;
@@ -77,20 +101,8 @@ TEST_F(JexSerializerTest, GoldenCallsInBothDirections) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    btkMemOStream out;
-    {
-      zubJexCall built;
-      c.build(built);
-      Jex()->writeCall(&out, built, &map);
-    }
-    EXPECT_EQ(Hex(out.str()), Hex(c.bytes));
     zubJexCall read;
-    btkMemIStream in(c.bytes);
-    Jex()->readCall(&in, read, &map, "srv");
-    EXPECT_EQ(in.remaining(), 0u);
-    btkMemOStream again;
-    Jex()->writeCall(&again, read, &map);
-    EXPECT_EQ(Hex(again.str()), Hex(c.bytes));
+    BothWays(c.build, c.bytes, read, &map);
     for (int32_t i = 0; read.getParamValues() && i < read.getParamValues()->getCount(); ++i) {
       ExpectBound(read.getParamValues()->getAt(i));
     }
@@ -155,20 +167,8 @@ TEST_F(JexSerializerTest, GoldenResponsesInBothDirections) {
   EXPECT_EQ(kInitialResponse.size(), 27u);
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    btkMemOStream out;
-    {
-      zubJexResponse built;
-      c.build(built);
-      Jex()->writeResponse(&out, built, &map);
-    }
-    EXPECT_EQ(Hex(out.str()), Hex(c.bytes));
     zubJexResponse read;
-    btkMemIStream in(c.bytes);
-    Jex()->readResponse(&in, read, &map, "srv");
-    EXPECT_EQ(in.remaining(), 0u);
-    btkMemOStream again;
-    Jex()->writeResponse(&again, read, &map);
-    EXPECT_EQ(Hex(again.str()), Hex(c.bytes));
+    BothWays(c.build, c.bytes, read, &map);
     ExpectBound(read.getObject());
   }
 }
