@@ -15,26 +15,10 @@ void AbortConversion(const char* typeName) {
 
 }  // namespace
 
-xany::xany(xany&& other) noexcept : kind_(other.kind_), u_(other.u_) {
-  other.kind_ = xany_uninit;
-  other.u_.l = 0;
-}
-
 xany& xany::operator=(const xany& other) {
   if (this != &other) {
     xany copy(other);
     *this = std::move(copy);
-  }
-  return *this;
-}
-
-xany& xany::operator=(xany&& other) noexcept {
-  if (this != &other) {
-    Clear();
-    kind_ = other.kind_;
-    u_ = other.u_;
-    other.kind_ = xany_uninit;
-    other.u_.l = 0;
   }
   return *this;
 }
@@ -88,48 +72,6 @@ void xany::CopyFrom(const xany& other) {
   }
 }
 
-xany& xany::operator=(xint v) {
-  Clear();
-  kind_ = v == XINT_NIL ? xany_nil : xany_int;
-  u_.l = v;
-  return *this;
-}
-
-xany& xany::operator=(xlong v) {
-  Clear();
-  kind_ = v == XLONG_NIL ? xany_nil : xany_long;
-  u_.l = v;
-  return *this;
-}
-
-xany& xany::operator=(xbyte v) {
-  Clear();
-  kind_ = v == XBYTE_NIL ? xany_nil : xany_byte;
-  u_.l = v;
-  return *this;
-}
-
-xany& xany::operator=(xshort v) {
-  Clear();
-  kind_ = v == XSHORT_NIL ? xany_nil : xany_short;
-  u_.l = v;
-  return *this;
-}
-
-xany& xany::operator=(xbool v) {
-  Clear();
-  kind_ = v == XBOOL_NIL ? xany_nil : v == XBOOL_UNINIT ? xany_uninit : xany_bool;
-  u_.l = v;
-  return *this;
-}
-
-xany& xany::operator=(xreal v) {
-  Clear();
-  kind_ = v == XREAL_NIL ? xany_nil : v == XREAL_UNINIT ? xany_uninit : xany_real;
-  u_.r = v;
-  return *this;
-}
-
 xany& xany::operator=(const xstring& v) {
   if (v.IsNil() || v.IsUninit()) {
     Clear();
@@ -173,25 +115,29 @@ T xany::Convert(__xanykind kind, T nil, T uninit, const char* typeName) const {
   return static_cast<T>(u_.l);
 }
 
-xint xany::toInt() const {
+xint xany::OtherToInt() const {
   if (kind_ == xany_enum) return static_cast<xint>(u_.l);
   return Convert<xint>(xany_int, XINT_NIL, XINT_UNINIT, "xint");
 }
 
-xlong xany::toLong() const {
+xlong xany::OtherToLong() const {
   if (kind_ == xany_enum) return static_cast<xlong>(static_cast<xint>(u_.l));
   return Convert<xlong>(xany_long, XLONG_NIL, XLONG_UNINIT, "xlong");
 }
 
-xbyte xany::toByte() const { return Convert<xbyte>(xany_byte, XBYTE_NIL, XBYTE_UNINIT, "xbyte"); }
+xbyte xany::OtherToByte() const {
+  return Convert<xbyte>(xany_byte, XBYTE_NIL, XBYTE_UNINIT, "xbyte");
+}
 
-xshort xany::toShort() const {
+xshort xany::OtherToShort() const {
   return Convert<xshort>(xany_short, XSHORT_NIL, XSHORT_UNINIT, "xshort");
 }
 
-xbool xany::toBool() const { return Convert<xbool>(xany_bool, XBOOL_NIL, XBOOL_UNINIT, "xbool"); }
+xbool xany::OtherToBool() const {
+  return Convert<xbool>(xany_bool, XBOOL_NIL, XBOOL_UNINIT, "xbool");
+}
 
-xreal xany::toReal() const {
+xreal xany::OtherToReal() const {
   if (kind_ == xany_nil) return XREAL_NIL;
   if (kind_ == xany_uninit) return XREAL_UNINIT;
   if (kind_ != xany_real) AbortConversion("xreal");

@@ -62,10 +62,22 @@ class ZUBPLATFORM_EXPORT xany {
   xany(const xany& other) : kind_(other.kind_), u_(other.u_) {
     if (HasCountedPayload()) AttachPayload();
   }
-  xany(xany&& other) noexcept;
+  xany(xany&& other) noexcept : kind_(other.kind_), u_(other.u_) {
+    other.kind_ = xany_uninit;
+    other.u_.l = 0;
+  }
   ~xany() { Clear(); }
   xany& operator=(const xany& other);
-  xany& operator=(xany&& other) noexcept;
+  xany& operator=(xany&& other) noexcept {
+    if (this != &other) {
+      Clear();
+      kind_ = other.kind_;
+      u_ = other.u_;
+      other.kind_ = xany_uninit;
+      other.u_.l = 0;
+    }
+    return *this;
+  }
 
   xany(xint v) : xany() { *this = v; }                  // NOLINT(runtime/explicit)
   xany(xlong v) : xany() { *this = v; }                 // NOLINT(runtime/explicit)
@@ -85,12 +97,19 @@ class ZUBPLATFORM_EXPORT xany {
   static xany Enum(xint v);
 
   // Typed assignments (see the class comment for the marker rules).
-  xany& operator=(xint v);
-  xany& operator=(xlong v);
-  xany& operator=(xbyte v);
-  xany& operator=(xshort v);
-  xany& operator=(xbool v);
-  xany& operator=(xreal v);
+  xany& operator=(xint v) { return SetNumber(v == XINT_NIL ? xany_nil : xany_int, v); }
+  xany& operator=(xlong v) { return SetNumber(v == XLONG_NIL ? xany_nil : xany_long, v); }
+  xany& operator=(xbyte v) { return SetNumber(v == XBYTE_NIL ? xany_nil : xany_byte, v); }
+  xany& operator=(xshort v) { return SetNumber(v == XSHORT_NIL ? xany_nil : xany_short, v); }
+  xany& operator=(xbool v) {
+    return SetNumber(v == XBOOL_NIL ? xany_nil : v == XBOOL_UNINIT ? xany_uninit : xany_bool, v);
+  }
+  xany& operator=(xreal v) {
+    Clear();
+    kind_ = v == XREAL_NIL ? xany_nil : v == XREAL_UNINIT ? xany_uninit : xany_real;
+    u_.r = v;
+    return *this;
+  }
   // The nil string gives nil; the uninit string uninit.
   xany& operator=(const xstring& v);
   // As above, taking over the string's reference.
@@ -115,12 +134,14 @@ class ZUBPLATFORM_EXPORT xany {
 
   // Conversions back. The int conversion also accepts the enum kind, the long one the
   // enum kind sign-extended. A wrong kind ends the process through btkAbort.
-  xint toInt() const;
-  xlong toLong() const;
-  xbyte toByte() const;
-  xshort toShort() const;
-  xbool toBool() const;
-  xreal toReal() const;
+  xint toInt() const { return kind_ == xany_int ? static_cast<xint>(u_.l) : OtherToInt(); }
+  xlong toLong() const { return kind_ == xany_long ? static_cast<xlong>(u_.l) : OtherToLong(); }
+  xbyte toByte() const { return kind_ == xany_byte ? static_cast<xbyte>(u_.l) : OtherToByte(); }
+  xshort toShort() const {
+    return kind_ == xany_short ? static_cast<xshort>(u_.l) : OtherToShort();
+  }
+  xbool toBool() const { return kind_ == xany_bool ? static_cast<xbool>(u_.l) : OtherToBool(); }
+  xreal toReal() const { return kind_ == xany_real ? u_.r : OtherToReal(); }
   xstring toString() const;
   // The object without a reference of its own (the value keeps its reference).
   xobject* toObject() const;
@@ -141,6 +162,19 @@ class ZUBPLATFORM_EXPORT xany {
     u_.l = 0;
   }
   void CopyFrom(const xany& other);
+  xany& SetNumber(__xanykind kind, int64_t v) {
+    Clear();
+    kind_ = kind;
+    u_.l = v;
+    return *this;
+  }
+  // The conversions for every kind but the matching one.
+  xint OtherToInt() const;
+  xlong OtherToLong() const;
+  xbyte OtherToByte() const;
+  xshort OtherToShort() const;
+  xbool OtherToBool() const;
+  xreal OtherToReal() const;
   template <class T>
   T Convert(__xanykind kind, T nil, T uninit, const char* typeName) const;
 

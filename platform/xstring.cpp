@@ -124,23 +124,10 @@ xstring::xstring(const wchar_t* text) : buf_(nullptr) {
   buf_ = btkStrBuf::CopyMB(n.data(), n.size());
 }
 
-xstring::xstring(const __xstring_c& c, bool addLock) : buf_(c.buffer) {
-  if (addLock) LockBuf();
-}
-
 xstring& xstring::operator=(const xstring& other) {
   other.LockBuf();
   UnlockBuf();
   buf_ = other.buf_;
-  return *this;
-}
-
-xstring& xstring::operator=(xstring&& other) noexcept {
-  if (this != &other) {
-    UnlockBuf();
-    buf_ = other.buf_;
-    other.buf_ = nullptr;
-  }
   return *this;
 }
 

@@ -64,11 +64,20 @@ class ZUBPLATFORM_EXPORT xstring {
   xstring(const wchar_t* text);  // NOLINT(runtime/explicit)
   // Takes the string record `c`: with addLock true the string adds a lock of its own
   // (the caller keeps its lock), with false it adopts the caller's lock.
-  xstring(const __xstring_c& c, bool addLock);
+  xstring(const __xstring_c& c, bool addLock) : buf_(c.buffer) {
+    if (addLock) LockBuf();
+  }
   xstring(const xstring& other) : buf_(other.buf_) { LockBuf(); }
   xstring(xstring&& other) noexcept : buf_(other.buf_) { other.buf_ = nullptr; }
   xstring& operator=(const xstring& other);
-  xstring& operator=(xstring&& other) noexcept;
+  xstring& operator=(xstring&& other) noexcept {
+    if (this != &other) {
+      UnlockBuf();
+      buf_ = other.buf_;
+      other.buf_ = nullptr;
+    }
+    return *this;
+  }
   ~xstring() { UnlockBuf(); }
 
   // The nil and uninit markers.
