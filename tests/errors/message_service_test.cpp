@@ -45,15 +45,13 @@ const FormatCase kBuiltInCases[] = {
     {"zubJEX_VALUE_IN_VOID_METHOD_RESPONSE", {}, "JEX call to void method returned a value"},
     {"zubJEX_MISSING_RETURN_VALUE",
      {"xstring"},
-     "JEX call is expected to return a value of ZUB "
-     "type xstring"},
+     "JEX call is expected to return a value of ZUB type xstring"},
     {"zubJEX_NO_SUCH_KEY", {"a", "b"}, "zubJEX_NO_SUCH_KEY"},
     {"", {}, ""},
     {nullptr, {}, ""},
     {"zubJEX_MISSING_S11N_DESCR",
      {"1", "2", "3", "4", "5"},
-     "Missing s11n descriptor for ZUB "
-     "type 1"},
+     "Missing s11n descriptor for ZUB type 1"},
 };
 
 TEST(MessageServiceTest, BuiltInTextsWithTheirArguments) {
