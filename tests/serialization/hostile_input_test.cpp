@@ -41,10 +41,9 @@ void ReadRich(zubDeserializer& d) {
   d.readString(tail);
 }
 
-// Every truncation raises; every single byte changed to one of a few telling values
-// either raises or reads something. Neither crashes, reads out of bounds (checked by
-// the sanitizer builds) or leaks what was made.
-TEST(HostileInputTest, TruncatedAndCorruptedInput) {
+// Every truncation raises and frees what was made so far. Corrupted bytes are fuzzed in
+// the message tests, whose messages go through the same reader.
+TEST(HostileInputTest, EveryTruncationRaisesAndFreesWhatWasMade) {
   s11ntest::RegisterTestTypes();
   const int liveBefore = Counted::live;
   const std::string full = RichEncoding();
@@ -55,15 +54,6 @@ TEST(HostileInputTest, TruncatedAndCorruptedInput) {
     Reader r(full.substr(0, cut));
     EXPECT_NE(ErrorOf([&] { ReadRich(r.d()); }), "<none>") << "cut at " << cut;
     EXPECT_EQ(Counted::live, liveBefore) << "cut at " << cut;
-  }
-  for (size_t at = 0; at < full.size(); ++at) {
-    for (int b : {0x00, 0x01, 0x02, 0x04, 0x09, 0x0A, 0x7F, 0x80, 0xFF}) {
-      std::string bytes = full;
-      bytes[at] = static_cast<char>(b);
-      Reader r(bytes);
-      ErrorOf([&] { ReadRich(r.d()); });
-      EXPECT_EQ(Counted::live, liveBefore);
-    }
   }
 }
 
