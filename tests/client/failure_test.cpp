@@ -84,9 +84,6 @@ TEST(ClientFailures, ReachTheHostWithTheirTextOnceOnStandardError) {
        both(nullStream(Op::StartOutput), raise(Op::ReportException, "report lost")), add,
        "Failed to open JEX RPC call request stream", "", outputFailed},
       {"startOutput raises", raise(Op::StartOutput, "down"), add, "down", "down", outputFailed},
-      {"finish status 1", finish({zubJexFinishFailed}), add,
-       "Failed to finish writing JEX call request", "",
-       "create open startOutput finishOutput close reportException"},
       {"finish status 1 after a resend", finish({zubJexFinishResend, zubJexFinishFailed}), add,
        "Failed to finish writing JEX call request", "",
        "create open startOutput finishOutput close startOutput finishOutput close "

@@ -1,15 +1,7 @@
 // Calls of every kind through a real client to the calculator, run over the loopback
 // transport and over TCP alike: values, void and one-way calls, objects returned as
 // proxies, and every kind of fault.
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
-#include <string>
-#include <utility>
-
 #include "examples/calc/calc_proxy.h"
-#include "platform/rtti_registry.h"
 #include "server_test_support.h"
 
 using namespace jex_test;
@@ -74,45 +66,47 @@ TEST_P(CallKinds, ReturnedServerObjectArrivesAsAProxyBoundToTheServer) {
   EXPECT_EQ(call("getName", {grandchild}).toString(), "grandchild");
 }
 
+// The host's errors are zubXSerialization objects with texts that begin with
+// "JEX Client Error: "; the service's own exceptions arrive as CalcError objects.
 TEST_P(CallKinds, FailuresArriveAsTheServersExceptionOrAsWordedFaults) {
   struct Case {
     const char* name;
     std::function<void()> action;
-    const char* type;  // of the raised object
-    const char* text;
+    std::string text;
   } cases[] = {
       {"exception with a descriptor",
        [&] {
          call("divide", {xint(1), xint(0)});
        },
-       "CalcError", "division by zero"},
+       "division by zero"},
       // A parameter of the wrong kind never reaches the conversion that would end the
       // server process: it is the service's own error.
       {"parameter of the wrong kind",
        [&] {
          callPrepared("ICalc:add", {{"a", "two"}, {"b", 2}});
        },
-       "CalcError", "invalid parameter a"},
-      {"unknown object", [&] { call("getName", {proxyOf("nope").get()}); }, "zubXSerialization",
+       "invalid parameter a"},
+      {"unknown object", [&] { call("getName", {proxyOf("nope").get()}); },
        "JEX Client Error: UnknownObject: unknown object nope."},
-      {"unknown method", [&] { callPrepared("ICalc:frobnicate", {}); }, "zubXSerialization",
+      {"unknown method", [&] { callPrepared("ICalc:frobnicate", {}); },
        "JEX Client Error: UnknownMethod: unknown method frobnicate of ICalc."},
-      {"interface without a root", [&] { callPrepared("IOther:ping", {}); }, "zubXSerialization",
+      {"interface without a root", [&] { callPrepared("IOther:ping", {}); },
        "JEX Client Error: UnknownObject: no root object of interface IOther."},
       {"target that is no object",
        [&] {
          callPrepared("ICalc:getName", {{"this", xint(1)}});
        },
-       "zubXSerialization", "JEX Client Error: UnknownObject: the call names no target object."},
+       "JEX Client Error: UnknownObject: the call names no target object."},
       {"exception without descriptor", [&] { callPrepared("ICalc:failPlain", {}); },
-       "zubXSerialization", "JEX Client Error: zubXException: boom."},
-      {"standard exception", [&] { callPrepared("ICalc:failStd", {}); }, "zubXSerialization",
+       "JEX Client Error: zubXException: boom."},
+      {"standard exception", [&] { callPrepared("ICalc:failStd", {}); },
        "JEX Client Error: ServerError: bad thing."},
   };
   for (const Case& c : cases) {
     xrcunihandle<xthrowable> raised = raisedBy(c.action);
     ASSERT_TRUE(raised) << c.name;
-    EXPECT_EQ(raised->getZubTypeName(), c.type) << c.name;
+    bool hostError = c.text.rfind("JEX Client Error: ", 0) == 0;
+    EXPECT_EQ(raised->getZubTypeName(), hostError ? "zubXSerialization" : "CalcError") << c.name;
     EXPECT_EQ(descriptionOf(raised.get()), c.text) << c.name;
   }
   EXPECT_EQ(call("add", {xint(2), xint(2)}).toInt(), 4);

@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <stdexcept>
-#include <string>
 
 #include "examples/calc/calc_service.h"
 #include "server/dispatcher.h"
