@@ -52,6 +52,12 @@ class ZUBJEX_EXPORT zubJexCall {
   bool getIsAsync() const { return isAsync; }
   void setIsAsync(bool value) { isAsync = value; }
 
+  // Borrowed views of the fields, for the encoder: valid while the call is unchanged;
+  // no reference is taken.
+  const xstring& peekName() const { return name; }
+  xstringsequence* peekParamNames() const { return paramNames.get(); }
+  xanysequence* peekParamValues() const { return paramValues.get(); }
+
   // Back to the state after construction. The sequences are released, not emptied:
   // other holders still see all their elements.
   void reset();

@@ -46,6 +46,11 @@ class ZUBJEX_EXPORT zubJexResponse {
   void setFaultCode(xstring value) { faultCode = std::move(value); }
   xstring getFaultString() const { return faultString; }
   void setFaultString(xstring value) { faultString = std::move(value); }
+  // Borrowed views of the strings, for the encoder: valid while the response is
+  // unchanged; no reference is taken.
+  const xstring& peekName() const { return name; }
+  const xstring& peekFaultCode() const { return faultCode; }
+  const xstring& peekFaultString() const { return faultString; }
 
   // Back to the state after construction.
   void reset();

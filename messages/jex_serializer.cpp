@@ -71,11 +71,11 @@ void zubJEXSerializer::writeCall(btkOStream* stream, zubJexCall& call, zubJexPro
     zubBinSerializer out(stream);
     zubJEXSerializerObjectListener listener(proxyMap);
     out.registerListener(&listener);
-    out.writeString(callTag);
-    out.writeString(call.getName());
-    out.writeString(ReturnTypeName(call.getReturnType()));
-    out.writeAny(xany(static_cast<xobject*>(call.getParamNames().get())));
-    out.writeAny(xany(static_cast<xobject*>(call.getParamValues().get())));
+    out.writeText(callTag);
+    out.writeText(call.peekName());
+    out.writeText(ReturnTypeName(call.getReturnType()));
+    out.writeAny(xany(static_cast<xobject*>(call.peekParamNames())));
+    out.writeAny(xany(static_cast<xobject*>(call.peekParamValues())));
     WriteByte(stream, call.getIsAsync() ? 1 : 0);
     WriteByte(stream, kEndByte);
   });
@@ -115,14 +115,14 @@ void zubJEXSerializer::writeResponse(btkOStream* stream, zubJexResponse& respons
     zubBinSerializer out(stream);
     zubJEXSerializerObjectListener listener(proxyMap);
     out.registerListener(&listener);
-    out.writeString(responseTag);
-    out.writeString(response.getName());
+    out.writeText(responseTag);
+    out.writeText(response.peekName());
     const int32_t kind = response.getKind();
     stream->Write(&kind, sizeof kind);
-    out.writeString(ReturnTypeName(response.getReturnType()));
+    out.writeText(ReturnTypeName(response.getReturnType()));
     out.writeAny(response.getObject());
-    out.writeString(response.getFaultCode());
-    out.writeString(response.getFaultString());
+    out.writeText(response.peekFaultCode());
+    out.writeText(response.peekFaultString());
     WriteByte(stream, kEndByte);
   });
 }
@@ -160,7 +160,7 @@ void zubJEXSerializer::readResponse(btkIStream* stream, zubJexResponse& response
 void zubJEXSerializer::writeObject(btkOStream* stream, xany& value) {
   WrapFailures("failed to write an object", [&] {
     zubBinSerializer out(stream);
-    out.writeString(objectTag);
+    out.writeText(objectTag);
     out.writeAny(value);
   });
 }

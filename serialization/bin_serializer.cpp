@@ -101,7 +101,11 @@ uint64_t zubBinSerializer::writeStringSize(const xstring& s) {
 }
 
 void zubBinSerializer::writeSizePrefix(uint64_t n) {
-  if (n <= 0xFF) {
+  if (n <= 0xFF && memory_ != nullptr) {
+    // A memory stream cannot tell one Write of both bytes from two.
+    const unsigned char prefix[2] = {kWidth1, static_cast<unsigned char>(n)};
+    memory_->Write(prefix, sizeof prefix);
+  } else if (n <= 0xFF) {
     writePrimitive(kWidth1);
     writePrimitive(static_cast<unsigned char>(n));
   } else if (n <= 0xFFFF) {

@@ -61,6 +61,9 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   void writeReal(double value) override;
   // Raises "unsupported string size" above 4294967295 bytes, writing nothing.
   void writeString(xstring value) override;
+  // Writes `value` as writeString does, without a copy and without the virtual call
+  // (for callers that hold a zubBinSerializer itself, not a derived class).
+  void writeText(const xstring& value) { writeString(value, writeStringSize(value)); }
   // Raises "invalid type name" or "invalid rtti <type>" after the null flag.
   void writeObject(xobject* object) override;
   // Raises "invalid object kind" for the enum kind, after the tag byte.
