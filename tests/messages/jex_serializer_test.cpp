@@ -171,30 +171,6 @@ TEST_F(JexSerializerTest, GoldenResponsesInBothDirections) {
   }
 }
 
-TEST_F(JexSerializerTest, GoldenObjectMessagesInBothDirections) {
-  const struct {
-    const char* name;
-    xany value;
-    std::string bytes;
-  } cases[] = {
-      {"int 5", xany(xint{5}), Str("JEXObject") + Bytes({0x02, 0x05, 0x00, 0x00, 0x00})},
-      {"nil", xany::Nil(), Str("JEXObject") + Bytes({0x01})},
-      {"string", xany("abc"), Str("JEXObject") + Bytes({0x08}) + Str("abc")},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    btkMemOStream out;
-    xany value = c.value;
-    Jex()->writeObject(&out, value);
-    EXPECT_EQ(Hex(out.str()), Hex(c.bytes));
-    btkMemIStream in(c.bytes);
-    xany read;
-    Jex()->readObject(&in, read);
-    EXPECT_TRUE(read == c.value);
-    EXPECT_EQ(in.remaining(), 0u);
-  }
-}
-
 TEST_F(JexSerializerTest, ReaderAcceptsAnyFlagAndEndByte) {
   EXPECT_FALSE(ReadCall(Str("JEXCall") + Str("ping") + kNil + Bytes({1, 1, 2, 0})).raised);
   EXPECT_TRUE(call.getIsAsync());
