@@ -117,6 +117,8 @@ TEST_F(ProxyListenersTest, SameProxyTwiceCarriesItsIdTwice) {
   EXPECT_NE(out.str().find(entry, first + entry.size()), std::string::npos);
 }
 
+// An object message is its tag and one tagged value, written and read without listeners:
+// a proxy carries no id.
 TEST_F(ProxyListenersTest, ObjectMessageCarriesNoId) {
   xany value(Proxy("42").get());
   btkMemOStream out;
