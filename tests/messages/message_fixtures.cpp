@@ -97,7 +97,7 @@ xrcunihandle<xobject> Proxy(const char* id) {
 
 void MessageTest::SetUp() {
   RegisterTypes();
-  host = new HostFoo(1);
+  host = new HostFoo();
   map.add("h7", host.get());
   call.setName("before");
   call.addParam("p", xint{1});

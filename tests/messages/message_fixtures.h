@@ -35,9 +35,6 @@ class FooProxy : public xobject {
 
 class HostFoo : public xobject {
   XOBJECT_DECLARE_RTTI()
- public:
-  explicit HostFoo(int n = 0) : n(n) {}
-  int n;
 };
 
 class Point : public xobject {

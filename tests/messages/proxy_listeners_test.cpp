@@ -61,7 +61,7 @@ TEST_F(ProxyListenersTest, NilIdIsStoredUnchanged) {
 
 // A failed write leaves the type name without an id.
 TEST_F(ProxyListenersTest, WriteFailuresLeaveTypeNameWithoutId) {
-  xrcunihandle<xobject> stranger(new HostFoo(2));  // not in the map
+  xrcunihandle<xobject> stranger(new HostFoo());  // not in the map
   const struct {
     const char* name;
     xrcunihandle<xobject> object;
