@@ -73,11 +73,7 @@ TEST_F(JexSerializerTest, GoldenCallsInBothDirections) {
          c.reset();
        },
        Str("JEXCall") + kNil + kNil + Bytes({0x01, 0x01, 0x00, 0x0A})},
-      {"one-way ping",
-       [](zubJexCall& c) {
-         c.setName("ping");
-         c.setIsAsync(true);
-       },
+      {"one-way ping", [](zubJexCall& c) { c.initialize("ping", nullptr, nullptr, nullptr, true); },
        Str("JEXCall") + Str("ping") + kNil + Bytes({0x01, 0x01, 0x01, 0x0A})},
       {"Calc:add with return type and parameters",
        [](zubJexCall& c) {
@@ -110,6 +106,19 @@ TEST_F(JexSerializerTest, GoldenCallsInBothDirections) {
   }
 }
 
+// Fills a response of the golden table.
+std::function<void(zubJexResponse&)> Fill(const char* name, int kind, xrtti* type, xany object,
+                                          const char* code = nullptr, const char* text = nullptr) {
+  return [=](zubJexResponse& r) {
+    r.setName(name);
+    r.setKind(static_cast<zubJexResponseKind>(kind));
+    r.setReturnType(type);
+    r.setObject(object);
+    r.setFaultCode(code);
+    r.setFaultString(text);
+  };
+}
+
 TEST_F(JexSerializerTest, GoldenResponsesInBothDirections) {
   const struct {
     const char* name;
@@ -119,46 +128,21 @@ TEST_F(JexSerializerTest, GoldenResponsesInBothDirections) {
       {"initial state is 27 bytes", [](zubJexResponse&) {}, kInitialResponse},
       {"reset response is in the initial state",
        [](zubJexResponse& r) {
-         r.setName("addResponse");
-         r.setKind(zubJexResponseFault);
-         r.setReturnType(zubGetRtti_int());
-         r.setObject(xany(xint{3}));
-         r.setFaultCode("code");
-         r.setFaultString("text");
+         Fill("addResponse", zubJexResponseFault, zubGetRtti_int(), xint{3}, "code", "text")(r);
          r.reset();
        },
        kInitialResponse},
-      {"value",
-       [](zubJexResponse& r) {
-         r.setName("addResponse");
-         r.setKind(zubJexResponseValue);
-         r.setReturnType(zubGetRtti_any());
-         r.setObject(xint{3});
-       },
+      {"value", Fill("addResponse", zubJexResponseValue, zubGetRtti_any(), xint{3}),
        Str("JEXResponse") + Str("addResponse") + Bytes({2, 0, 0, 0}) + Str("any") +
            Bytes({0x02, 0x03, 0x00, 0x00, 0x00}) + kNil + kNil + Bytes({0x0A})},
-      {"fault",
-       [](zubJexResponse& r) {
-         r.setName("addResponse");
-         r.setKind(zubJexResponseFault);
-         r.setObject("detail");
-         r.setFaultCode("E1");
-         r.setFaultString("boom");
-       },
+      {"fault", Fill("addResponse", zubJexResponseFault, nullptr, "detail", "E1", "boom"),
        Str("JEXResponse") + Str("addResponse") + Bytes({3, 0, 0, 0}) + kNil + Bytes({0x08}) +
            Str("detail") + Str("E1") + Str("boom") + Bytes({0x0A})},
       {"kind out of range, ordinary object value",
-       [](zubJexResponse& r) {
-         r.setKind(static_cast<zubJexResponseKind>(-2));
-         r.setObject(xany(static_cast<xobject*>(new Point(7))));
-       },
+       Fill(nullptr, -2, nullptr, xany(static_cast<xobject*>(new Point(7)))),
        Str("JEXResponse") + kNil + Bytes({0xFE, 0xFF, 0xFF, 0xFF}) + kNil + Bytes({0x0A, 0x00}) +
            Str("Point") + Bytes({7, 0, 0, 0}) + kNil + kNil + Bytes({0x0A})},
-      {"proxy as result",
-       [](zubJexResponse& r) {
-         r.setKind(zubJexResponseValue);
-         r.setObject(xany(Proxy("9").get()));
-       },
+      {"proxy as result", Fill(nullptr, zubJexResponseValue, nullptr, xany(Proxy("9").get())),
        Str("JEXResponse") + kNil + Bytes({2, 0, 0, 0}) + kNil + Bytes({0x0A, 0x00}) + Str("IFoo") +
            Str("9") + kNil + kNil + Bytes({0x0A})},
   };
