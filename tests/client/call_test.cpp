@@ -1,15 +1,10 @@
 // The road of a successful call: the transport operations in order, the request on the
 // wire, resending on request, one-way calls, the log records, and the root object.
-#include <gtest/gtest.h>
-
 #include <mutex>
-#include <string>
-#include <vector>
 
-#include "client_test_support.h"
 #include "examples/calc/calc_proxy.h"
 #include "platform/logging.h"
-#include "platform/rtti_registry.h"
+#include "test_support/jex_test_support.h"
 
 using namespace jex_test;
 
@@ -37,6 +32,7 @@ xany add(const ScriptedServer& server, int a, int b) {
   return server.client()->makeCall("ICalc", "add", values({xint(a), xint(b)}));
 }
 
+// What the generated call carries is seen in the server tests.
 TEST(ClientCall, WritesTheCallsAndKeepsTheFreeClientAndItsTransportForTheNext) {
   ScriptedServer server;
   server.script->queueResponse(responseBytes("addResponse", zubJexResponseValue, xint(5)));
@@ -56,16 +52,11 @@ TEST(ClientCall, WritesTheCallsAndKeepsTheFreeClientAndItsTransportForTheNext) {
 
   EXPECT_EQ(server.script->operationNames(), "create open " + kExchange + " " + kExchange);
   EXPECT_EQ(server.script->openedWith(), std::vector<std::string>{server.name});
-  ASSERT_EQ(server.script->requests().size(), 2u);
-  zubJexCall sent[2];
-  for (int i = 0; i < 2; ++i) decodeCall(server.script->requests()[i], sent[i]);
-  EXPECT_EQ(sent[0].getName(), "ICalc:add");
-  EXPECT_EQ(sent[0].getParamByName("a").toInt(), 2);
-  EXPECT_EQ(sent[0].getParamByName("b").toInt(), 3);
-  EXPECT_FALSE(sent[0].getIsAsync());
-  EXPECT_EQ(sent[1].getName(), "Calc:echo");
-  EXPECT_EQ(sent[1].getReturnType(), zubGetRtti_string());
-  EXPECT_EQ(sent[1].getParamByName("text").toString(), "hello");
+  zubJexCall sent;
+  decodeCall(server.script->requests().at(1), sent);
+  EXPECT_EQ(sent.getName(), "Calc:echo");
+  EXPECT_EQ(sent.getReturnType(), zubGetRtti_string());
+  EXPECT_EQ(sent.getParamByName("text").toString(), "hello");
 }
 
 TEST(ClientCall, OneWayCallReadsNothing) {
@@ -125,15 +116,7 @@ TEST(ClientRootObject, IsAProxyBoundToTheServerMadeWithoutAnyExchange) {
   zubJexClient* other = server.client();
   EXPECT_NE(other, client);  // in use until it is given back
   for (zubJexClient* c : {client, other}) zubJexClient::freeInstance(c);
-
-  server.script->queueResponse(responseBytes("getNameResponse", zubJexResponseValue, "seven"));
-  EXPECT_EQ(server.client()->makeCall("ICalc", "getName", values({root.get()})).toString(),
-            "seven");
-  zubJexCall sent;
-  decodeCall(server.script->requests().at(0), sent);
-  CalcProxy* target = CalcProxy::softcast(sent.getParamByName("this").toObject());
-  ASSERT_TRUE(target);
-  EXPECT_EQ(target->getProxyId(), "calc-7");
+  // That a call on it carries its id is seen in the server tests (unknown object).
 }
 
 }  // namespace

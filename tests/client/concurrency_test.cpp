@@ -1,18 +1,11 @@
 // Many threads calling the same and different servers at once: each call has a client
 // of its own, no client is ever used by two threads at once, responses never cross, and
 // every client is back in the pool afterwards. Meant to run under ThreadSanitizer too.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <memory>
 #include <mutex>
 #include <set>
-#include <string>
-#include <thread>
-#include <vector>
 
-#include "client_test_support.h"
-#include "platform/rtti_registry.h"
+#include "test_support/jex_test_support.h"
 
 using namespace jex_test;
 
@@ -51,19 +44,17 @@ TEST(ClientConcurrency, ThreadsShareThePoolWithoutSharingClients) {
       int s = (t + i) % kServers;
       xint n = t * kCallsPerThread + i;
       zubJexClient* client = servers[s]->client();
-      {
-        std::lock_guard<std::mutex> lock(mutex);
-        seen[s].insert(client);
-        if (!held.insert(client).second) ++wrong[t];  // another thread holds it
-      }
+      std::unique_lock<std::mutex> lock(mutex);
+      seen[s].insert(client);
+      if (!held.insert(client).second) ++wrong[t];  // another thread holds it
+      lock.unlock();
       zubJexCall call;
       call.setName("Calc:echo");
       call.setReturnType(zubGetRtti_int());
       call.addParam("n", n);
-      {
-        std::lock_guard<std::mutex> lock(mutex);
-        held.erase(client);
-      }
+      lock.lock();
+      held.erase(client);
+      lock.unlock();
       xany result;
       bool raised(raisedBy([&] { result = client->makeCall(&call); }));
       bool fault = n % kFaultEvery == 0;

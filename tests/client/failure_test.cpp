@@ -2,15 +2,8 @@
 // cause, writes one line to standard error, ends the exchange only when there is a
 // transport, and leaves the client free in the pool. Responses that do not answer the
 // call are failures too.
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
-#include <vector>
-
-#include "client_test_support.h"
 #include "errors/message_service.h"
-#include "platform/rtti_registry.h"
+#include "test_support/jex_test_support.h"
 
 using namespace jex_test;
 

@@ -1,12 +1,10 @@
 // The pool hands a client to one caller at a time, reuses free clients in the order of
 // their making, fixes a client's configuration when it is made, and at unload deletes
 // every client, which disconnects and deletes its transport.
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
 
-#include "client_test_support.h"
+#include "test_support/jex_test_support.h"
 
 using namespace jex_test;
 

@@ -3,7 +3,6 @@
 #ifndef ZUBJEX_TESTS_SERVER_SERVER_TEST_SUPPORT_H_
 #define ZUBJEX_TESTS_SERVER_SERVER_TEST_SUPPORT_H_
 
-#include <atomic>
 #include <stdexcept>
 
 #include "examples/calc/calc_service.h"
@@ -38,8 +37,7 @@ struct CalcDispatcher {
 // pool and the registry are process-wide).
 struct LoopbackCalc : CalcDispatcher {
   LoopbackCalc() : factory(dispatcher) {
-    static std::atomic<int> counter{0};
-    name = "loopback-" + std::to_string(counter++);
+    name = uniqueServerName("loopback");
     zubJexConfig config;
     config.setJexTransportFactory(&factory);
     zubJexClient::setServerConfig(name.c_str(), config);
