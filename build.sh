@@ -5,7 +5,7 @@
 #   ./build.sh demo [args]   build and run the demo (a host calling a server)
 #   ./build.sh test          build and run the whole test suite
 #   ./build.sh asan          the test suite under AddressSanitizer + UndefinedBehaviorSanitizer
-#   ./build.sh tsan          the concurrency tests under ThreadSanitizer
+#   ./build.sh tsan          the concurrency and server tests under ThreadSanitizer
 #   ./build.sh bench         build and run the benchmarks
 #   ./build.sh install DIR   install headers, libraries and the CMake package into DIR
 set -euo pipefail
@@ -62,7 +62,7 @@ case "$command" in
   tsan)
     configure build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_TESTING=ON \
       -DZUBJEX_BUILD_BENCH=OFF -DZUBJEX_SANITIZE=thread
-    TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" run_tests build-tsan -R Concurrency
+    TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" run_tests build-tsan -R 'Concurrency|TcpServer\.'
     ;;
   bench)
     configure build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_TESTING=ON
