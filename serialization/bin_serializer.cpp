@@ -52,16 +52,13 @@ struct SharedStringsOwner {
 thread_local SharedStringsOwner sharedStringsOwner;
 
 // A cheap spread of short texts over the slots: the size and the first and last eight
-// bytes (fewer for shorter texts). The slot's content decides.
+// bytes. `text` holds at least eight bytes, zero past the size. The slot's content
+// decides.
 size_t SharedStringHash(const char* text, uint64_t size) {
   uint64_t head = 0;
   uint64_t tail = 0;
-  if (size >= 8) {
-    std::memcpy(&head, text, 8);
-    std::memcpy(&tail, text + size - 8, 8);
-  } else {
-    for (uint64_t i = 0; i < size; ++i) head = (head << 8) | static_cast<unsigned char>(text[i]);
-  }
+  std::memcpy(&head, text, 8);
+  if (size > 8) std::memcpy(&tail, text + size - 8, 8);
   const uint64_t mixed = (head * 0x9E3779B97F4A7C15ull) ^ (tail * 0xC2B2AE3D27D4EB4Full) ^ size;
   return static_cast<size_t>((mixed ^ (mixed >> 29)) % kSharedStringSlots);
 }
@@ -189,7 +186,7 @@ zubBinDeserializer::zubBinDeserializer(btkIStream* stream)
 }
 
 zubSharedStringSlot* zubBinDeserializer::readSharedString(xstring& s, uint64_t size) {
-  char text[kSharedStringMax];
+  char text[kSharedStringMax] = {};
   read(text, size);
   zubSharedStringSlot& slot = shared_[SharedStringHash(text, size)];
   btkStrBuf* buffer = slot.buffer;
