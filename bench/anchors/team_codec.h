@@ -7,6 +7,7 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "messages/jex_serializer.h"
 #include "messages/proxy_map.h"
@@ -57,7 +58,7 @@ struct TeamCodec {
     values->append(xstring(c.s.data(), c.s.size()));
     values->append(xany(static_cast<xobject*>(v.get())));
     zubJexCall call;
-    call.initialize(callName, zubGetRtti_int(), names, values, false);
+    call.initialize(callName, zubGetRtti_int(), names, std::move(values), false);
     out.Clear();
     zubJEXSerializer::getInstance()->writeCall(&out, call, &proxyMap);
   }
@@ -68,16 +69,16 @@ struct TeamCodec {
     btkMemIStream in(p, n);
     zubJexCall call;
     zubJEXSerializer::getInstance()->readCall(&in, call, &proxyMap, server);
-    const xstring name = call.getName();
+    const xstring& name = call.peekName();
     const char* text = name.CastToCString();
     const char* colon = std::strchr(text, ':');
     if (colon == nullptr) throw std::runtime_error("call name without interface");
     o.iface.assign(text, static_cast<size_t>(colon - text));
     o.method.assign(colon + 1);
-    xrchandle<xanysequence> values = call.getParamValues();
-    if (!values || values->getCount() != 4) throw std::runtime_error("parameters");
-    const xany a = values->getAt(0), b = values->getAt(1), s = values->getAt(2),
-               v = values->getAt(3);
+    const xanysequence* values = call.peekParamValues();
+    if (values == nullptr || values->getCount() != 4) throw std::runtime_error("parameters");
+    const xany &a = values->itemAt(0), &b = values->itemAt(1), &s = values->itemAt(2),
+               &v = values->itemAt(3);
     if (a.getKind() != xany_int || b.getKind() != xany_long || s.getKind() != xany_string ||
         v.getKind() != xany_object) {
       throw std::runtime_error("parameter kinds");
@@ -91,7 +92,7 @@ struct TeamCodec {
     const int32_t count = list->getCount();
     o.v.resize(static_cast<size_t>(count));
     for (int32_t i = 0; i < count; ++i) {
-      const xany e = list->getAt(i);
+      const xany& e = list->itemAt(i);
       // INT32_MIN is the runtime's nil marker of ints: it travels as nil and converts back.
       if (e.getKind() != xany_int && e.getKind() != xany_nil) {
         throw std::runtime_error("list element");
