@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <typeinfo>
 #include <utility>
 
 #include "platform/exceptions.h"
@@ -63,6 +64,13 @@ size_t SharedStringHash(const char* text, uint64_t size) {
   return static_cast<size_t>((mixed ^ (mixed >> 29)) % kSharedStringSlots);
 }
 
+// The stream as a memory stream when it is exactly one (cheaper than a dynamic_cast;
+// a class derived from it could not change its final Read or Write anyway), else null.
+template <class Memory, class Stream>
+Memory* ExactlyA(Stream* stream) {
+  return typeid(*stream) == typeid(Memory) ? static_cast<Memory*>(stream) : nullptr;
+}
+
 void CheckStreamMode(btkStreamBase* stream) {
   if (stream->GetSerializer()->GetMode() != 1) xthrowException("invalid stream mode");
 }
@@ -80,7 +88,7 @@ zubBinS11nRtti* DescriptorOrThrow(const xstring& typeName) {
 // Writing
 
 zubBinSerializer::zubBinSerializer(btkOStream* stream)
-    : stream_(stream), listener_(nullptr), memory_(dynamic_cast<btkMemOStream*>(stream)) {
+    : stream_(stream), listener_(nullptr), memory_(ExactlyA<btkMemOStream>(stream)) {
   CheckStreamMode(stream_);
 }
 
@@ -180,7 +188,7 @@ void zubBinDeserializer::readReal(double& value) { readPrimitive(value); }
 zubBinDeserializer::zubBinDeserializer(btkIStream* stream)
     : stream_(stream),
       listener_(nullptr),
-      memory_(dynamic_cast<btkMemIStream*>(stream)),
+      memory_(ExactlyA<btkMemIStream>(stream)),
       shared_(sharedStrings) {
   CheckStreamMode(stream_);
 }

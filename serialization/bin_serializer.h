@@ -91,7 +91,7 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
 
   btkOStream* stream_;
   zubBinSerializerListener* listener_;
-  btkMemOStream* memory_;  // stream_ when it is a memory stream, else null
+  btkMemOStream* memory_;  // stream_ when it is exactly a memory stream, else null
 };
 
 // Reads "bins11n" from a stream. Hostile input never reads garbage or exhausts memory:
@@ -146,7 +146,7 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
 
   btkIStream* stream_;
   zubBinDeserializerListener* listener_;
-  btkMemIStream* memory_;        // stream_ when it is a memory stream, else null
+  btkMemIStream* memory_;        // stream_ when it is exactly a memory stream, else null
   zubSharedStringSlot* shared_;  // this thread's short strings
   int depth_ = 0;
 };
