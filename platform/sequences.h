@@ -6,9 +6,9 @@
 
 #include <cstdint>
 #include <utility>
-#include <vector>
 
 #include "platform/export.h"
+#include "platform/small_vector.h"
 #include "platform/xany.h"
 #include "platform/xobject.h"
 #include "platform/xstring.h"
@@ -42,7 +42,7 @@ class ZUBPLATFORM_EXPORT xstringsequence : public xobject {
   }
 
  private:
-  std::vector<xstring> items_;
+  btkSmallVector<xstring, 4> items_;  // short lists (parameter names) need no allocation
 };
 
 // A list of xany values; type name "xanysequence".
@@ -71,7 +71,7 @@ class ZUBPLATFORM_EXPORT xanysequence : public xobject {
   }
 
  private:
-  std::vector<xany> items_;
+  btkSmallVector<xany, 4> items_;  // short lists (parameter values) need no allocation
 };
 
 #endif  // ZUBJEX_PLATFORM_SEQUENCES_H_

@@ -1,0 +1,61 @@
+// A growable array that keeps its first N elements inside itself and moves them to the
+// heap only beyond that, so that short lists cost no allocation of their own.
+// Elements must be movable without raising. Not copyable; not thread-safe.
+#ifndef ZUBJEX_PLATFORM_SMALL_VECTOR_H_
+#define ZUBJEX_PLATFORM_SMALL_VECTOR_H_
+
+#include <cstddef>
+#include <new>
+#include <utility>
+
+template <class T, size_t N>
+class btkSmallVector {
+ public:
+  btkSmallVector() = default;
+  btkSmallVector(const btkSmallVector&) = delete;
+  btkSmallVector& operator=(const btkSmallVector&) = delete;
+  ~btkSmallVector() {
+    for (size_t i = 0; i < size_; ++i) data_[i].~T();
+    if (data_ != inlineData()) ::operator delete(data_);
+  }
+
+  size_t size() const { return size_; }
+  const T& operator[](size_t i) const { return data_[i]; }
+
+  // Makes room for n elements in all; a hint only.
+  void reserve(size_t n) {
+    if (n > capacity_) relocate(n);
+  }
+  // Appends a copy of, or takes over, `value`, which may be an element of this array.
+  template <class U>
+  void push_back(U&& value) {
+    if (size_ < capacity_) {
+      new (data_ + size_) T(std::forward<U>(value));
+    } else {
+      T item(std::forward<U>(value));  // before the elements move away
+      relocate(capacity_ * 2);
+      new (data_ + size_) T(std::move(item));
+    }
+    ++size_;
+  }
+
+ private:
+  T* inlineData() { return reinterpret_cast<T*>(inline_); }
+  void relocate(size_t capacity) {
+    T* fresh = static_cast<T*>(::operator new(capacity * sizeof(T)));
+    for (size_t i = 0; i < size_; ++i) {
+      new (fresh + i) T(std::move(data_[i]));
+      data_[i].~T();
+    }
+    if (data_ != inlineData()) ::operator delete(data_);
+    data_ = fresh;
+    capacity_ = capacity;
+  }
+
+  alignas(T) unsigned char inline_[N * sizeof(T)];
+  T* data_ = reinterpret_cast<T*>(inline_);
+  size_t size_ = 0;
+  size_t capacity_ = N;
+};
+
+#endif  // ZUBJEX_PLATFORM_SMALL_VECTOR_H_
