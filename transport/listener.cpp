@@ -41,23 +41,7 @@ bool IsTransientAcceptError(int error) {
 
 }  // namespace
 
-zubTcpListener::zubTcpListener(zubTcpListener&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)), port_(other.port_), address_(std::move(other.address_)) {}
-
-zubTcpListener& zubTcpListener::operator=(zubTcpListener&& other) noexcept {
-  if (this != &other) {
-    close();
-    fd_ = std::exchange(other.fd_, -1);
-    port_ = other.port_;
-    address_ = std::move(other.address_);
-  }
-  return *this;
-}
-
-void zubTcpListener::close() {
-  if (fd_ >= 0) ::close(fd_);
-  fd_ = -1;
-}
+void zubTcpListener::close() { fd_.reset(); }
 
 zubTcpListener zubTcpListener::listen(const std::string& host, int port) {
   std::string name = zubTcpFormatAddress(host, port);
@@ -84,26 +68,26 @@ zubTcpListener zubTcpListener::listen(const std::string& host, int port) {
       ::close(fd);
       continue;
     }
-    listener.fd_ = fd;
+    listener.fd_.reset(fd);
   }
   ::freeaddrinfo(list);
   if (!listener.isOpen()) zubTcpRaise(zubTcpErrorText("cannot listen on " + name, error));
   sockaddr_storage bound{};
   socklen_t length = sizeof(bound);
-  ::getsockname(listener.fd_, reinterpret_cast<sockaddr*>(&bound), &length);
+  ::getsockname(listener.fd_.get(), reinterpret_cast<sockaddr*>(&bound), &length);
   listener.address_ = NameOf(bound, &listener.port_);
   return listener;
 }
 
 zubTcpSocket zubTcpListener::accept(zubTcpDeadline deadline, int wakeFd) {
-  pollfd fds[2] = {{fd_, POLLIN, 0}, {wakeFd, POLLIN, 0}};
+  pollfd fds[2] = {{fd_.get(), POLLIN, 0}, {wakeFd, POLLIN, 0}};
   int n = ::poll(fds, wakeFd >= 0 ? 2 : 1, deadline.remainingMs());
   if (n < 0 && errno != EINTR) zubTcpRaise(zubTcpErrorText("cannot accept on " + address_, errno));
   if (n <= 0 || (wakeFd >= 0 && fds[1].revents != 0)) return zubTcpSocket();
   sockaddr_storage peer{};
   socklen_t length = sizeof(peer);
-  int fd =
-      ::accept4(fd_, reinterpret_cast<sockaddr*>(&peer), &length, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  int fd = ::accept4(fd_.get(), reinterpret_cast<sockaddr*>(&peer), &length,
+                     SOCK_NONBLOCK | SOCK_CLOEXEC);
   if (fd < 0) {
     if (IsTransientAcceptError(errno)) return zubTcpSocket();
     zubTcpRaise(zubTcpErrorText("cannot accept on " + address_, errno));

@@ -12,9 +12,8 @@
 class ZUBJEX_TCP_EXPORT zubTcpListener {
  public:
   zubTcpListener() = default;
-  ~zubTcpListener() { close(); }
-  zubTcpListener(zubTcpListener&& other) noexcept;
-  zubTcpListener& operator=(zubTcpListener&& other) noexcept;
+  zubTcpListener(zubTcpListener&& other) noexcept = default;
+  zubTcpListener& operator=(zubTcpListener&& other) noexcept = default;
   zubTcpListener(const zubTcpListener&) = delete;
   zubTcpListener& operator=(const zubTcpListener&) = delete;
 
@@ -23,7 +22,7 @@ class ZUBJEX_TCP_EXPORT zubTcpListener {
   // "cannot listen on <host>:<port>: <reason>".
   static zubTcpListener listen(const std::string& host, int port);
 
-  bool isOpen() const { return fd_ >= 0; }
+  bool isOpen() const { return fd_.isOpen(); }
   // The port actually bound.
   int port() const { return port_; }
   // "host:port" of the bound address, for clients to connect to.
@@ -37,7 +36,7 @@ class ZUBJEX_TCP_EXPORT zubTcpListener {
   zubTcpSocket accept(zubTcpDeadline deadline, int wakeFd);
 
  private:
-  int fd_ = -1;
+  zubTcpFileDescriptor fd_;
   int port_ = 0;
   std::string address_;
 };

@@ -88,26 +88,11 @@ int zubTcpDeadline::remainingMs() const {
 }
 
 zubTcpSocket::zubTcpSocket(int fd, std::string peer) : fd_(fd), peer_(std::move(peer)) {
-  ::fcntl(fd_, F_SETFL, ::fcntl(fd_, F_GETFL) | O_NONBLOCK);
-  SetNoDelay(fd_);
+  ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+  SetNoDelay(fd);
 }
 
-zubTcpSocket::zubTcpSocket(zubTcpSocket&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)), peer_(std::move(other.peer_)) {}
-
-zubTcpSocket& zubTcpSocket::operator=(zubTcpSocket&& other) noexcept {
-  if (this != &other) {
-    close();
-    fd_ = std::exchange(other.fd_, -1);
-    peer_ = std::move(other.peer_);
-  }
-  return *this;
-}
-
-void zubTcpSocket::close() {
-  if (fd_ >= 0) ::close(fd_);
-  fd_ = -1;
-}
+void zubTcpSocket::close() { fd_.reset(); }
 
 zubTcpSocket zubTcpSocket::connect(const std::string& address, int connectTimeoutMs) {
   zubTcpAddress parsed;
@@ -131,7 +116,7 @@ zubTcpSocket zubTcpSocket::connect(const std::string& address, int connectTimeou
   ::freeaddrinfo(list);
   if (fd < 0) zubTcpRaise(zubTcpErrorText("cannot connect to " + address, error));
   zubTcpSocket s;
-  s.fd_ = fd;
+  s.fd_.reset(fd);
   s.peer_ = address;
   return s;
 }
@@ -157,7 +142,7 @@ void zubTcpSocket::sendParts(iovec* parts, int count, zubTcpDeadline deadline) {
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = static_cast<size_t>(count);
-    ssize_t n = ::sendmsg(fd_, &message, MSG_NOSIGNAL);
+    ssize_t n = ::sendmsg(fd_.get(), &message, MSG_NOSIGNAL);
     if (n >= 0) {
       for (size_t sent = static_cast<size_t>(n); sent > 0;) {
         size_t step = std::min(sent, parts->iov_len);
@@ -175,7 +160,7 @@ void zubTcpSocket::sendParts(iovec* parts, int count, zubTcpDeadline deadline) {
     if (errno != EAGAIN && errno != EWOULDBLOCK) {
       zubTcpRaise(zubTcpErrorText("cannot send to " + peer_, errno));
     }
-    pollfd pfd{fd_, POLLOUT, 0};
+    pollfd pfd{fd_.get(), POLLOUT, 0};
     int ready = PollUntil(&pfd, 1, deadline);
     if (ready == 0) zubTcpRaise("timed out sending to " + peer_);
     if (ready < 0) zubTcpRaise(zubTcpErrorText("cannot send to " + peer_, errno));
@@ -184,7 +169,7 @@ void zubTcpSocket::sendParts(iovec* parts, int count, zubTcpDeadline deadline) {
 
 size_t zubTcpSocket::receiveSome(void* data, size_t size, zubTcpDeadline deadline) {
   for (;;) {
-    ssize_t n = ::recv(fd_, data, size, 0);
+    ssize_t n = ::recv(fd_.get(), data, size, 0);
     if (n >= 0) return static_cast<size_t>(n);
     if (errno == EINTR) continue;
     if (errno != EAGAIN && errno != EWOULDBLOCK) {
@@ -195,7 +180,7 @@ size_t zubTcpSocket::receiveSome(void* data, size_t size, zubTcpDeadline deadlin
 }
 
 zubTcpSocket::WaitResult zubTcpSocket::waitReadable(zubTcpDeadline deadline, int wakeFd) const {
-  pollfd fds[2] = {{fd_, POLLIN, 0}, {wakeFd, POLLIN, 0}};
+  pollfd fds[2] = {{fd_.get(), POLLIN, 0}, {wakeFd, POLLIN, 0}};
   int n = PollUntil(fds, wakeFd >= 0 ? 2 : 1, deadline);
   if (n < 0) zubTcpRaise(zubTcpErrorText("cannot wait for " + peer_, errno));
   if (n == 0) return kTimedOut;
@@ -204,6 +189,6 @@ zubTcpSocket::WaitResult zubTcpSocket::waitReadable(zubTcpDeadline deadline, int
 }
 
 bool zubTcpSocket::isStale() const {
-  pollfd p{fd_, POLLIN, 0};
+  pollfd p{fd_.get(), POLLIN, 0};
   return ::poll(&p, 1, 0) != 0;
 }

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "transport/export.h"
+#include "transport/file_descriptor.h"
 
 struct iovec;
 
@@ -39,9 +40,8 @@ class ZUBJEX_TCP_EXPORT zubTcpSocket {
   zubTcpSocket() = default;
   // Takes over `fd`, a connected stream socket; `peer` names the other end in texts.
   zubTcpSocket(int fd, std::string peer);
-  ~zubTcpSocket() { close(); }
-  zubTcpSocket(zubTcpSocket&& other) noexcept;
-  zubTcpSocket& operator=(zubTcpSocket&& other) noexcept;
+  zubTcpSocket(zubTcpSocket&& other) noexcept = default;
+  zubTcpSocket& operator=(zubTcpSocket&& other) noexcept = default;
   zubTcpSocket(const zubTcpSocket&) = delete;
   zubTcpSocket& operator=(const zubTcpSocket&) = delete;
 
@@ -52,8 +52,8 @@ class ZUBJEX_TCP_EXPORT zubTcpSocket {
   // "cannot connect to <address>: <reason>".
   static zubTcpSocket connect(const std::string& address, int connectTimeoutMs);
 
-  bool isOpen() const { return fd_ >= 0; }
-  int fd() const { return fd_; }
+  bool isOpen() const { return fd_.isOpen(); }
+  int fd() const { return fd_.get(); }
   const std::string& peer() const { return peer_; }
   void close();
 
@@ -83,7 +83,7 @@ class ZUBJEX_TCP_EXPORT zubTcpSocket {
  private:
   void sendParts(iovec* parts, int count, zubTcpDeadline deadline);
 
-  int fd_ = -1;
+  zubTcpFileDescriptor fd_;
   std::string peer_;
 };
 
