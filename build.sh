@@ -7,6 +7,7 @@
 #   ./build.sh asan          the test suite under AddressSanitizer + UndefinedBehaviorSanitizer
 #   ./build.sh tsan          the concurrency and server tests under ThreadSanitizer
 #   ./build.sh bench         build and run the benchmarks
+#   ./build.sh fuzz [secs]   build the message reader fuzzers with clang, run each for secs (60)
 #   ./build.sh install DIR   install headers, libraries and the CMake package into DIR
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -69,12 +70,28 @@ case "$command" in
     ninja -C build -j "$jobs"
     for b in build/bench/bench_*; do "$b" "$@"; done
     ;;
+  fuzz)
+    packages=(clang-14 libclang-rt-14-dev)
+    ensure_packages
+    seconds=${1:-60}
+    CXX=clang++-14 configure build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_TESTING=OFF \
+      -DZUBJEX_BUILD_BENCH=OFF -DZUBJEX_BUILD_FUZZERS=ON
+    readers=(call response object frame)
+    ninja -C build-fuzz -j "$jobs" "${readers[@]/%/_fuzzer}"
+    mkdir -p build-fuzz/artifacts
+    for r in "${readers[@]}"; do
+      mkdir -p "build-fuzz/corpus/$r"
+      "build-fuzz/fuzz/${r}_fuzzer" -max_total_time="$seconds" -rss_limit_mb=2048 \
+        -print_final_stats=1 -artifact_prefix="build-fuzz/artifacts/$r-" \
+        "build-fuzz/corpus/$r" "build-fuzz/fuzz/seeds/$r"
+    done
+    ;;
   install)
     configure build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX="${1:?install dir}"
     ninja -C build -j "$jobs" install
     ;;
   *)
-    echo "usage: $0 demo|test|asan|tsan|bench|install" >&2
+    echo "usage: $0 demo|test|asan|tsan|bench|fuzz|install" >&2
     exit 2
     ;;
 esac
