@@ -1,5 +1,8 @@
 #include "fuzz_support.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 #include "examples/calc/calc_types.h"
 #include "support/sequence_types.h"
 
@@ -24,6 +27,21 @@ OneHostObjectMap& Setup() {
     return new OneHostObjectMap();
   }();
   return *map;
+}
+
+namespace {
+void PrintHex(const char* label, const std::string& bytes) {
+  std::fprintf(stderr, "%s:", label);
+  for (unsigned char c : bytes) std::fprintf(stderr, " %02X", c);
+  std::fprintf(stderr, "\n");
+}
+}  // namespace
+
+void Fail(const char* what, const std::string& first, const std::string& second) {
+  std::fprintf(stderr, "FINDING: %s\n", what);
+  PrintHex("first ", first);
+  PrintHex("second", second);
+  std::abort();
 }
 
 }  // namespace zubfuzz

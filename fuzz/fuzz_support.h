@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "messages/proxy_map.h"
 #include "platform/exceptions.h"
@@ -48,6 +49,33 @@ void IgnoreRaised(Op&& op) {
   } catch (xthrowable* thrown) {
     xadoptThrown(thrown);
   }
+}
+
+// Prints `what` and both encodings as hex, then aborts.
+[[noreturn]] void Fail(const char* what, const std::string& first, const std::string& second);
+
+// Re-encoding what a reader accepted must be stable: `write` turns a record into bytes
+// (and may raise, for a record the writer refuses, such as a proxy without id), `read`
+// turns bytes into a fresh record and must accept whatever `write` produced, and
+// writing that record again must give the same bytes. Aborts the run otherwise.
+template <class Write, class Read>
+void CheckRewriteIsStable(Write&& write, Read&& read) {
+  std::string first;
+  try {
+    first = write(/*again=*/false);
+  } catch (xthrowable* thrown) {
+    xadoptThrown(thrown);
+    return;
+  }
+  std::string second;
+  try {
+    read(first);
+    second = write(/*again=*/true);
+  } catch (xthrowable* thrown) {
+    xadoptThrown(thrown);
+    Fail("the reader or writer refused a message the writer made", first, second);
+  }
+  if (first != second) Fail("writing a record read back gave other bytes", first, second);
 }
 
 }  // namespace zubfuzz
