@@ -147,7 +147,8 @@ void zubBinSerializer::writeObject(xobject* object) {
   if (listener_ != nullptr) listener_->onPostObjectWrite(object, this);
 }
 
-void zubBinSerializer::writeAny(xany value) {
+template <bool kExact>
+void zubBinSerializer::writeTagged(const xany& value) {
   const __xanykind kind = value.getKind();
   writePrimitive(static_cast<unsigned char>(kind));
   switch (kind) {
@@ -155,25 +156,31 @@ void zubBinSerializer::writeAny(xany value) {
     case xany_nil:
       return;
     case xany_int:
-      return writeInt(value.toInt());
+      return kExact ? zubBinSerializer::writeInt(value.toInt()) : writeInt(value.toInt());
     case xany_long:
-      return writeLong(value.toLong());
+      return kExact ? zubBinSerializer::writeLong(value.toLong()) : writeLong(value.toLong());
     case xany_byte:
-      return writeByte(value.toByte());
+      return kExact ? zubBinSerializer::writeByte(value.toByte()) : writeByte(value.toByte());
     case xany_short:
-      return writeShort(value.toShort());
+      return kExact ? zubBinSerializer::writeShort(value.toShort()) : writeShort(value.toShort());
     case xany_bool:
-      return writeBool(value.toBool());
+      return kExact ? zubBinSerializer::writeBool(value.toBool()) : writeBool(value.toBool());
     case xany_real:
-      return writeReal(value.toReal());
+      return kExact ? zubBinSerializer::writeReal(value.toReal()) : writeReal(value.toReal());
     case xany_string:
+      if (kExact) return writeText(value.toString());
       return writeString(value.toString());
     case xany_object:
-      return writeObject(value.toObject());
+      return kExact ? zubBinSerializer::writeObject(value.toObject())
+                    : writeObject(value.toObject());
     default:
       xthrowException("invalid object kind");
   }
 }
+
+template void zubBinSerializer::writeTagged<true>(const xany& value);
+
+void zubBinSerializer::writeAny(xany value) { writeTagged<false>(value); }
 
 // ---------------------------------------------------------------------------------------
 // Reading

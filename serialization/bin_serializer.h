@@ -68,6 +68,9 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   void writeObject(xobject* object) override;
   // Raises "invalid object kind" for the enum kind, after the tag byte.
   void writeAny(xany value) override;
+  // Writes `value` as writeAny does, without a copy and without virtual calls (for
+  // callers that hold a zubBinSerializer itself, not a derived class).
+  void writeValue(const xany& value) { writeTagged<true>(value); }
 
  private:
   // One Write per field. A memory stream, whose Write is final, is called without the
@@ -88,6 +91,10 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   // 4294967295, writing nothing.
   void writeSizePrefix(uint64_t n);
   void writeString(const xstring& s, uint64_t size);
+  // The tag byte and content of `value`; the fields go through the overridable writers
+  // unless kExact (the caller knows that this is exactly a zubBinSerializer).
+  template <bool kExact>
+  void writeTagged(const xany& value);
 
   btkOStream* stream_;
   zubBinSerializerListener* listener_;

@@ -1,10 +1,12 @@
 #include "support/sequence_types.h"
 
 #include <algorithm>
+#include <typeinfo>
 #include <utility>
 
 #include "platform/exceptions.h"
 #include "platform/sequences.h"
+#include "serialization/bin_serializer.h"
 #include "support/type_support.h"
 
 namespace {
@@ -20,9 +22,20 @@ int32_t ReadCount(zubDeserializer& in) {
   return count;
 }
 
+// The serializer as a zubBinSerializer when it is exactly one, whose non-virtual
+// writers then borrow the elements; a derived class may override any writer, so it
+// is called through them. Else null.
+zubBinSerializer* ExactBinSerializer(zubSerializer& out) {
+  return typeid(out) == typeid(zubBinSerializer) ? static_cast<zubBinSerializer*>(&out) : nullptr;
+}
+
 void WriteStrings(zubSerializer& out, const xstringsequence& seq) {
   const int32_t n = seq.getCount();
   out.writeInt(n);
+  if (zubBinSerializer* bin = ExactBinSerializer(out)) {
+    for (int32_t i = 0; i < n; ++i) bin->writeText(seq.itemAt(i));
+    return;
+  }
   for (int32_t i = 0; i < n; ++i) out.writeString(seq.itemAt(i));
 }
 
@@ -39,6 +52,10 @@ void ReadStrings(zubDeserializer& in, xstringsequence& seq) {
 void WriteValues(zubSerializer& out, const xanysequence& seq) {
   const int32_t n = seq.getCount();
   out.writeInt(n);
+  if (zubBinSerializer* bin = ExactBinSerializer(out)) {
+    for (int32_t i = 0; i < n; ++i) bin->writeValue(seq.itemAt(i));
+    return;
+  }
   for (int32_t i = 0; i < n; ++i) out.writeAny(seq.itemAt(i));
 }
 

@@ -113,6 +113,23 @@ TEST(TaggedValueTest, ContentGoesThroughTheVirtualOperations) {
   EXPECT_EQ(Hex(out.str()), "08 01 03 41 42 43");
 }
 
+// Sequence elements too: only a serializer that is exactly a zubBinSerializer has its
+// elements written without the virtual operations.
+TEST(TaggedValueTest, SequenceElementsGoThroughTheVirtualOperations) {
+  s11ntest::RegisterTestTypes();
+  xrchandle<xstringsequence> names(xstringsequence::create());
+  names->append("ab");
+  xrchandle<xanysequence> values(xanysequence::create());
+  values->append(xany("cd"));
+  values->append(xany(names.get()));
+  btkMemOStream out;
+  UpperCaseSerializer s(&out);
+  s.writeObject(values.get());
+  EXPECT_EQ(Hex(out.str()), Hex(Bytes("00 01 0C") + "xanysequence" +
+                                Bytes("02 00 00 00 08 01 02 43 44 0A 00 01 0F") +
+                                "xstringsequence" + Bytes("01 00 00 00 01 02 41 42")));
+}
+
 const std::string kStringSeqHeader = Bytes("00 01 0F") + "xstringsequence";
 const std::string kAnySeqHeader = Bytes("00 01 0C") + "xanysequence";
 
