@@ -331,7 +331,8 @@ void zubBinDeserializer::readObject(xobject*& object) {
   }
 }
 
-void zubBinDeserializer::readAny(xany& value) {
+template <bool kExact>
+void zubBinDeserializer::readTagged(xany& value) {
   unsigned char tag = 0;
   readPrimitive(tag);
   switch (tag) {
@@ -343,49 +344,49 @@ void zubBinDeserializer::readAny(xany& value) {
       return;
     case xany_int: {
       int v = 0;
-      readInt(v);
+      kExact ? zubBinDeserializer::readInt(v) : readInt(v);
       value = static_cast<xint>(v);
       return;
     }
     case xany_long: {
       int64_t v = 0;
-      readLong(v);
+      kExact ? zubBinDeserializer::readLong(v) : readLong(v);
       value = static_cast<xlong>(v);
       return;
     }
     case xany_byte: {
       signed char v = 0;
-      readByte(v);
+      kExact ? zubBinDeserializer::readByte(v) : readByte(v);
       value = static_cast<xbyte>(v);
       return;
     }
     case xany_short: {
       short v = 0;
-      readShort(v);
+      kExact ? zubBinDeserializer::readShort(v) : readShort(v);
       value = static_cast<xshort>(v);
       return;
     }
     case xany_bool: {
       unsigned char v = 0;
-      readBool(v);
+      kExact ? zubBinDeserializer::readBool(v) : readBool(v);
       value = static_cast<xbool>(v);
       return;
     }
     case xany_real: {
       double v = 0;
-      readReal(v);
+      kExact ? zubBinDeserializer::readReal(v) : readReal(v);
       value = static_cast<xreal>(v);
       return;
     }
     case xany_string: {
       xstring v;
-      readString(v);
+      kExact ? readText(v) : readString(v);
       value = std::move(v);
       return;
     }
     case xany_object: {
       xobject* v = nullptr;
-      readObject(v);
+      kExact ? zubBinDeserializer::readObject(v) : readObject(v);
       value = v;
       return;
     }
@@ -393,3 +394,7 @@ void zubBinDeserializer::readAny(xany& value) {
       xthrowException("invalid object kind");
   }
 }
+
+template void zubBinDeserializer::readTagged<true>(xany& value);
+
+void zubBinDeserializer::readAny(xany& value) { readTagged<false>(value); }

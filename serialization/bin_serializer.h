@@ -128,6 +128,10 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   void readObject(xobject*& object) override;
   // Raises "invalid object kind" for the tags 09 and 0B to FF.
   void readAny(xany& value) override;
+  // Read as readString and readAny do, without virtual calls (for callers that hold a
+  // zubBinDeserializer itself, not a derived class).
+  void readText(xstring& value) { readString(value, readStringSize()); }
+  void readValue(xany& value) { readTagged<true>(value); }
 
  private:
   // One Read per field; a memory stream is called without the virtual dispatch.
@@ -150,6 +154,10 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   // `slot`: the slot of the type name, when it was read into one; it remembers the
   // descriptor found.
   xobject* createObject(xstring& typeName, zubSharedStringSlot* slot = nullptr);
+  // The tag byte and content of a value; the fields go through the overridable readers
+  // unless kExact (the caller knows that this is exactly a zubBinDeserializer).
+  template <bool kExact>
+  void readTagged(xany& value);
 
   btkIStream* stream_;
   zubBinDeserializerListener* listener_;

@@ -39,9 +39,23 @@ void WriteStrings(zubSerializer& out, const xstringsequence& seq) {
   for (int32_t i = 0; i < n; ++i) out.writeString(seq.itemAt(i));
 }
 
+// The deserializer as a zubBinDeserializer when it is exactly one, else null (as
+// ExactBinSerializer).
+zubBinDeserializer* ExactBinDeserializer(zubDeserializer& in) {
+  return typeid(in) == typeid(zubBinDeserializer) ? static_cast<zubBinDeserializer*>(&in) : nullptr;
+}
+
 void ReadStrings(zubDeserializer& in, xstringsequence& seq) {
   const int32_t n = ReadCount(in);
   seq.reserve(std::min(n, kReserveMax));
+  if (zubBinDeserializer* bin = ExactBinDeserializer(in)) {
+    for (int32_t i = 0; i < n; ++i) {
+      xstring s;
+      bin->readText(s);
+      seq.append(std::move(s));
+    }
+    return;
+  }
   for (int32_t i = 0; i < n; ++i) {
     xstring s;
     in.readString(s);
@@ -62,6 +76,14 @@ void WriteValues(zubSerializer& out, const xanysequence& seq) {
 void ReadValues(zubDeserializer& in, xanysequence& seq) {
   const int32_t n = ReadCount(in);
   seq.reserve(std::min(n, kReserveMax));
+  if (zubBinDeserializer* bin = ExactBinDeserializer(in)) {
+    for (int32_t i = 0; i < n; ++i) {
+      xany v;
+      bin->readValue(v);
+      seq.append(std::move(v));
+    }
+    return;
+  }
   for (int32_t i = 0; i < n; ++i) {
     xany v;
     in.readAny(v);

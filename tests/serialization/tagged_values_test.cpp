@@ -130,6 +130,38 @@ TEST(TaggedValueTest, SequenceElementsGoThroughTheVirtualOperations) {
                                 "xstringsequence" + Bytes("01 00 00 00 01 02 41 42")));
 }
 
+// And in reading: a derived deserializer's overrides see the elements of sequences.
+class UpperCaseDeserializer : public zubBinDeserializer {
+ public:
+  using zubBinDeserializer::zubBinDeserializer;
+  void readString(xstring& value) override {
+    zubBinDeserializer::readString(value);
+    std::string s = value.CastToCString();
+    for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    value = xstring(s.c_str());
+  }
+};
+
+TEST(TaggedValueTest, SequenceElementsAreReadThroughTheVirtualOperations) {
+  s11ntest::RegisterTestTypes();
+  const std::string bytes = Bytes("00 01 0C") + "xanysequence" +
+                            Bytes("02 00 00 00 08 01 02 63 64 0A 00 01 0F") + "xstringsequence" +
+                            Bytes("01 00 00 00 01 02 61 62");
+  btkMemIStream in(bytes);
+  UpperCaseDeserializer d(&in);
+  xobject* o = nullptr;
+  d.readObject(o);
+  xrchandle<xobject> owner(o);
+  xanysequence* values = xanysequence::softcast(o);
+  ASSERT_NE(values, nullptr);
+  ASSERT_EQ(values->getCount(), 2);
+  EXPECT_STREQ(values->getAt(0).toString().CastToCString(), "CD");
+  xstringsequence* names = xstringsequence::softcast(values->getAt(1).toObject());
+  ASSERT_NE(names, nullptr);
+  ASSERT_EQ(names->getCount(), 1);
+  EXPECT_STREQ(names->getAt(0).CastToCString(), "AB");
+}
+
 const std::string kStringSeqHeader = Bytes("00 01 0F") + "xstringsequence";
 const std::string kAnySeqHeader = Bytes("00 01 0C") + "xanysequence";
 
