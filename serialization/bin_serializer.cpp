@@ -12,12 +12,15 @@
 #include "serialization/descriptors.h"
 #include "serialization/type_lookup.h"
 
-// The slot of a short text read; `descriptor` is valid while `generation` equals the
-// type registry's (0: not known).
+// The slot of a short text read; `text` and `size` repeat the buffer's text (zero past
+// the size) so that a match is a few word compares; `descriptor` is valid while
+// `generation` equals the type registry's (0: not known).
 struct zubSharedStringSlot {
   btkStrBuf* buffer;
   zubBinS11nRtti* descriptor;
   uint64_t generation;
+  uint64_t size;
+  char text[24];
 };
 
 namespace {
@@ -40,6 +43,7 @@ constexpr unsigned char kWidth4 = 0x04;
 // owner, made on the thread's first miss, drops the locks when the thread ends.
 constexpr uint64_t kSharedStringMax = 24;
 constexpr size_t kSharedStringSlots = 128;
+static_assert(sizeof(zubSharedStringSlot::text) == kSharedStringMax, "slot text size");
 thread_local zubSharedStringSlot sharedStrings[kSharedStringSlots];
 
 struct SharedStringsOwner {
@@ -205,11 +209,15 @@ zubSharedStringSlot* zubBinDeserializer::readSharedString(xstring& s, uint64_t s
   read(text, size);
   zubSharedStringSlot& slot = shared_[SharedStringHash(text, size)];
   btkStrBuf* buffer = slot.buffer;
-  if (buffer == nullptr || buffer->MBSize() != size || std::memcmp(buffer->MB(), text, size) != 0) {
+  if (buffer == nullptr || slot.size != size || std::memcmp(slot.text, text, sizeof text) != 0) {
     (void)&sharedStringsOwner;  // made with the first buffer the thread keeps
     btkStrBuf* fresh = btkStrBuf::CopyMB(text, static_cast<size_t>(size));
     if (buffer != nullptr) buffer->Unlock();
-    slot = zubSharedStringSlot{fresh, nullptr, 0};
+    slot.buffer = fresh;
+    slot.descriptor = nullptr;
+    slot.generation = 0;
+    slot.size = size;
+    std::memcpy(slot.text, text, sizeof text);
     buffer = fresh;
   }
   s = xstring(__xstring_c{buffer, buffer->MB(), nullptr}, true);
