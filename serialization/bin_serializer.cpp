@@ -154,6 +154,20 @@ void zubBinSerializer::writeObject(xobject* object) {
 template <bool kExact>
 void zubBinSerializer::writeTagged(const xany& value) {
   const __xanykind kind = value.getKind();
+  if (kExact && memory_ != nullptr && (kind == xany_int || kind == xany_long)) {
+    // A memory stream cannot tell one Write of the tag and the number from two.
+    unsigned char field[1 + sizeof(int64_t)] = {static_cast<unsigned char>(kind)};
+    if (kind == xany_int) {
+      const int32_t v = value.toInt();
+      std::memcpy(field + 1, &v, sizeof v);
+      memory_->Write(field, 1 + sizeof v);
+    } else {
+      const int64_t v = value.toLong();
+      std::memcpy(field + 1, &v, sizeof v);
+      memory_->Write(field, 1 + sizeof v);
+    }
+    return;
+  }
   writePrimitive(static_cast<unsigned char>(kind));
   switch (kind) {
     case xany_uninit:

@@ -165,6 +165,19 @@ TEST(TaggedValueTest, SequenceElementsAreReadThroughTheVirtualOperations) {
 const std::string kStringSeqHeader = Bytes("00 01 0F") + "xstringsequence";
 const std::string kAnySeqHeader = Bytes("00 01 0C") + "xanysequence";
 
+// Numbers of every width inside a sequence, whose writer may join a tag and its number.
+TEST(SequenceTypesTest, NumbersInASequence) {
+  s11ntest::RegisterTestTypes();
+  xrchandle<xanysequence> values(xanysequence::create());
+  values->append(xany(xint{7}));
+  values->append(xany(xlong{-2}));
+  values->append(xany(xshort{3}));
+  values->append(xany(xint{XINT_NIL}));
+  EXPECT_EQ(Hex(Encode([&](zubSerializer& s) { s.writeObject(values.get()); })),
+            Hex(kAnySeqHeader + Bytes("04 00 00 00 02 07 00 00 00 03 FE FF FF FF FF FF FF FF "
+                                      "05 03 00 01")));
+}
+
 // A sequence is its count, then its elements: strings, or tagged values. Reading the
 // golden bytes and writing what was read gives them again.
 TEST(SequenceTypesTest, SequencesBothWays) {
