@@ -149,3 +149,18 @@ ZUB_DEFINE_PRIMITIVE_RTTI(zubGetRtti_byte, "byte")
 ZUB_DEFINE_PRIMITIVE_RTTI(zubGetRtti_bool, "bool")
 ZUB_DEFINE_PRIMITIVE_RTTI(zubGetRtti_real, "real")
 ZUB_DEFINE_PRIMITIVE_RTTI(zubGetRtti_string, "string")
+
+namespace {
+
+// The primitive types are in the registry from the library's load on, so that a reader
+// finds a return type named "int" (or "any") even before any code asked for its getter.
+const bool kPrimitiveTypesRegistered = [] {
+  for (xrtti* (*getter)() :
+       {&zubGetRtti_any, &zubGetRtti_int, &zubGetRtti_long, &zubGetRtti_short, &zubGetRtti_byte,
+        &zubGetRtti_bool, &zubGetRtti_real, &zubGetRtti_string}) {
+    getter();
+  }
+  return true;
+}();
+
+}  // namespace
