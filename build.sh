@@ -7,6 +7,7 @@
 #   ./build.sh asan          the test suite under AddressSanitizer + UndefinedBehaviorSanitizer
 #   ./build.sh tsan          the concurrency and server tests under ThreadSanitizer
 #   ./build.sh bench         build and run the benchmarks
+#   ./build.sh clang         build with clang++ and run the test suite
 #   ./build.sh fuzz [secs]   build the message reader fuzzers with clang, run each for secs (60)
 #   ./build.sh install DIR   install headers, libraries and the CMake package into DIR
 set -euo pipefail
@@ -70,6 +71,13 @@ case "$command" in
     ninja -C build -j "$jobs"
     for b in build/bench/bench_*; do "$b" "$@"; done
     ;;
+  clang)
+    packages=(clang-14)
+    ensure_packages
+    CXX=clang++-14 configure build-clang -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_TESTING=ON \
+      -DZUBJEX_BUILD_BENCH=OFF
+    run_tests build-clang
+    ;;
   fuzz)
     packages=(clang-14 libclang-rt-14-dev)
     ensure_packages
@@ -91,7 +99,7 @@ case "$command" in
     ninja -C build -j "$jobs" install
     ;;
   *)
-    echo "usage: $0 demo|test|asan|tsan|bench|fuzz|install" >&2
+    echo "usage: $0 demo|test|asan|tsan|clang|bench|fuzz|install" >&2
     exit 2
     ;;
 esac
