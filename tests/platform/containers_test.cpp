@@ -4,6 +4,7 @@
 
 #include "platform/dictionaries.h"
 #include "platform/handles.h"
+#include "platform/probe.h"
 #include "platform/sequences.h"
 #include "platform/string_map.h"
 
@@ -34,15 +35,6 @@ TEST(StringMapTest, ComparisonIsCaseSensitive) {
   EXPECT_EQ(map.GetSize(), 2u);
   EXPECT_LT(Cmp_btkStrings("A", "a"), 0);
 }
-
-class Probe : public xobject {
- public:
-  explicit Probe(int* destroyed) : destroyed_(destroyed) {}
-  ~Probe() override { ++*destroyed_; }
-
- private:
-  int* destroyed_;
-};
 
 class StaticProbe : public Probe {
  public:

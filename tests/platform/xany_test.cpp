@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/probe.h"
 #include "platform/sequences.h"
 
 namespace {
@@ -88,16 +89,6 @@ TEST_F(XanyDeathTest, WrongKindConversionAborts) {
   EXPECT_DEATH(i.toString(), "Can not convert xany to xstring\\.");
   EXPECT_DEATH(i.toObject(), "Can not convert xany to xobject\\.");
 }
-
-// A probe object whose destruction is observable.
-class Probe : public xobject {
- public:
-  explicit Probe(int* destroyed) : destroyed_(destroyed) {}
-  ~Probe() override { ++*destroyed_; }
-
- private:
-  int* destroyed_;
-};
 
 TEST(XanyTest, ObjectValueHoldsOneReferenceAndReleasesOnReassign) {
   int destroyed = 0;
