@@ -1,7 +1,6 @@
 // Helpers shared by the client, server and transport tests (with what they all use): a
 // proxy map without host objects, parameter lists, message bytes written and read by the
-// library's own encoder, the capture of raised throwables, and a server name per test
-// backed by a scripted transport.
+// library's own encoder, and a server name per test backed by a scripted transport.
 #ifndef ZUBJEX_TESTS_TEST_SUPPORT_JEX_TEST_SUPPORT_H_
 #define ZUBJEX_TESTS_TEST_SUPPORT_JEX_TEST_SUPPORT_H_
 
@@ -27,6 +26,7 @@
 #include "platform/memory_streams.h"
 #include "platform/rtti_registry.h"
 #include "platform/sequences.h"
+#include "test_support/basics.h"
 
 namespace jex_test {
 
@@ -85,38 +85,9 @@ inline void decodeResponse(const void* data, size_t size, zubJexResponse& respon
   zubJEXSerializer::getInstance()->readResponse(&in, response, &map, "server");
 }
 
-// Runs `action`; returns the xthrowable it raised, or null.
-template <class F>
-xrcunihandle<xthrowable> raisedBy(F action) {
-  try {
-    action();
-  } catch (xthrowable* t) {
-    return xadoptThrown(t);
-  }
-  return xrcunihandle<xthrowable>();
-}
-
-inline std::string descriptionOf(xobject* o) {
-  zubXException* e = zubXException::softcast(o);
-  return e == nullptr ? "<no exception>" : e->getDescription().CastToCString();
-}
-
-// The descriptions of the chain of causes of `o`, outermost first, joined by " <- ".
-inline std::string causesOf(xobject* o) {
-  zubXException* e = zubXException::softcast(o);
-  if (e == nullptr || !e->getCause()) return "";
-  std::string rest = causesOf(e->getCause().get());
-  return descriptionOf(e->getCause().get()) + (rest.empty() ? "" : " <- " + rest);
-}
-
 // `text` with its "%s" replaced by `name`.
 inline std::string withName(const char* text, const std::string& name) {
   return xstring::Printf(text, name.c_str()).CastToCString();
-}
-
-template <class F>
-std::string raisedText(F action) {
-  return descriptionOf(raisedBy(action).get());
 }
 
 // The pool and the registry are process-wide: every test talks to servers of its own.
