@@ -38,13 +38,4 @@ TEST(SmallVectorTest, AppendingItsOwnElementWhileGrowing) {
   EXPECT_EQ(all, "abaa");
 }
 
-TEST(SmallVectorTest, SequencesBeyondTheInlineElements) {
-  xrchandle<xstringsequence> names(xstringsequence::create());
-  for (const char* n : {"a", "b", "c", "d", "e", "f"}) names->append(n);
-  ASSERT_EQ(names->getCount(), 6);
-  EXPECT_EQ(names->itemAt(5), "f");
-  EXPECT_TRUE(names->itemAt(6).IsNil());
-  EXPECT_EQ(names->getAt(0), "a");
-}
-
 }  // namespace
