@@ -1,7 +1,5 @@
 #include "message_fixtures.h"
 
-#include <cstdio>
-
 #include "platform/memory_streams.h"
 #include "platform/rtti_registry.h"
 #include "serialization/descriptors.h"
@@ -50,7 +48,6 @@ void RegisterTypes() {
 void FakeProxyMap::add(const char* id, xobject* object) { byId[id] = object; }
 
 xstring FakeProxyMap::getObjectId(xrcunihandle<xobject> object) {
-  ++getObjectIdCalls;
   if (failLookups) xthrowException("map failure");
   for (const auto& entry : byId) {
     if (entry.second.get() == object.get()) return xstring(entry.first.c_str());
@@ -59,7 +56,6 @@ xstring FakeProxyMap::getObjectId(xrcunihandle<xobject> object) {
 }
 
 xrcunihandle<xobject> FakeProxyMap::findObject(const xstring& id) {
-  ++findObjectCalls;
   if (failLookups) xthrowException("map failure");
   auto it = byId.find(id.CastToCString());
   return it == byId.end() ? xrcunihandle<xobject>() : it->second;
@@ -73,16 +69,6 @@ std::string Bytes(std::initializer_list<int> bytes) {
 
 std::string Str(const std::string& text) {
   return Bytes({0x01, static_cast<int>(text.size())}) + text;
-}
-
-std::string Hex(const std::string& bytes) {
-  std::string out;
-  char buf[4];
-  for (unsigned char c : bytes) {
-    std::snprintf(buf, sizeof buf, "%02X ", c);
-    out += buf;
-  }
-  return out;
 }
 
 std::string Seq(const char* type, int count) {

@@ -16,10 +16,9 @@
 #include "messages/jex_proxy.h"
 #include "messages/jex_serializer.h"
 #include "messages/proxy_map.h"
-#include "platform/exceptions.h"
-#include "platform/handles.h"
 #include "platform/xany.h"
 #include "platform/xobject.h"
+#include "test_support/basics.h"
 
 namespace fixtures {
 
@@ -47,8 +46,8 @@ class Point : public xobject {
 // Registers the sequence types and the test types once.
 void RegisterTypes();
 
-// A map of fixed identifiers to host objects, in both directions, with switches for
-// failures. Counts its calls.
+// A map of fixed identifiers to host objects, in both directions, with a switch for
+// failures.
 class FakeProxyMap : public zubJexProxyMap {
  public:
   void add(const char* id, xobject* object);
@@ -56,8 +55,6 @@ class FakeProxyMap : public zubJexProxyMap {
   xrcunihandle<xobject> findObject(const xstring& id) override;
 
   bool failLookups = false;  // raise a zubXException "map failure" from both operations
-  int getObjectIdCalls = 0;
-  int findObjectCalls = 0;
 
  private:
   std::map<std::string, xrcunihandle<xobject>> byId;
@@ -66,7 +63,7 @@ class FakeProxyMap : public zubJexProxyMap {
 std::string Bytes(std::initializer_list<int> bytes);
 // A string field: width 01, size, text.
 std::string Str(const std::string& text);
-std::string Hex(const std::string& bytes);
+using jex_test::Hex;
 // A sequence object of `type` with `count` elements, as a tagged value; the elements follow.
 std::string Seq(const char* type, int count);
 // The nil string; also the type name field of a call or response without return type.
@@ -87,17 +84,13 @@ struct Failure {
 template <class Op>
 Failure Capture(Op&& op) {
   Failure f;
-  try {
-    op();
-  } catch (xthrowable* thrown) {
-    xrcunihandle<xthrowable> caught = xadoptThrown(thrown);
-    f.raised = true;
-    f.type = caught->getZubTypeName().CastToCString();
-    if (zubXException* e = zubXException::softcast(caught.get())) {
-      f.text = e->getDescription().CastToCString();
-      if (e->getCause()) f.cause = e->getCause()->getDescription().CastToCString();
-    }
-  }
+  xrcunihandle<xthrowable> caught = jex_test::raisedBy(op);
+  f.raised = bool(caught);
+  if (!f.raised) return f;
+  f.type = caught->getZubTypeName().CastToCString();
+  f.text = jex_test::descriptionOf(caught.get());
+  zubXException* e = zubXException::softcast(caught.get());
+  if (e != nullptr && e->getCause()) f.cause = jex_test::descriptionOf(e->getCause().get());
   return f;
 }
 
