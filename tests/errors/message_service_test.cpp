@@ -1,3 +1,5 @@
+// The built-in texts of the client's errors and a host's service that rewords them; how
+// they are raised as client errors is seen in the client failure tests.
 #include "errors/message_service.h"
 
 #include <gtest/gtest.h>
@@ -5,8 +7,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include "errors/jex_exception.h"
 
 namespace {
 
@@ -63,18 +63,13 @@ TEST(MessageServiceTest, BuiltInTextsWithTheirArguments) {
   EXPECT_FALSE(zubJexGetLocalizedMessage(nullptr, xstring()).IsNil());
 }
 
-TEST(MessageServiceTest, DirectCallHandlesEveryArgumentCount) {
-  const char* const expected[] = {"Missing s11n descriptor for ZUB type %s",
-                                  "Missing s11n descriptor for ZUB type 0",
-                                  "zubJEX_MISSING_S11N_DESCR"};
-  const int counts[] = {0, 5, 6};
-  for (int i = 0; i < 3; ++i) {
-    xrchandle<xstringsequence> args(xstringsequence::create());
-    for (int n = 0; n < counts[i]; ++n) args->append(xstring(std::to_string(n).c_str()));
-    xstring text =
-        zubBINgetDefaultMsgService()->getLocalizedMessage("zubJEX_MISSING_S11N_DESCR", args);
-    EXPECT_STREQ(text.CastToCString(), expected[i]);
-  }
+// More arguments than a text can take give the key back; the key's own function cannot
+// pass that many.
+TEST(MessageServiceTest, TooManyArgumentsGiveTheKey) {
+  xrchandle<xstringsequence> args(xstringsequence::create());
+  for (const char* a : {"0", "1", "2", "3", "4", "5"}) args->append(a);
+  EXPECT_EQ(zubBINgetDefaultMsgService()->getLocalizedMessage("zubJEX_MISSING_S11N_DESCR", args),
+            "zubJEX_MISSING_S11N_DESCR");
 }
 
 // The service is made lazily under a lock.
@@ -118,33 +113,6 @@ TEST(MessageServiceTest, HostServiceRewordsOrFallsBackToBuiltIn) {
     EXPECT_EQ(host.lastCount, c.reachedHost);
   }
   EXPECT_FALSE(zubJexGetLocalizedMessage(&host, xstring()).IsNil());
-}
-
-TEST(MessageServiceTest, CreateExceptionMessage) {
-  const char* key = "zubJEX_JEX_CLIENT_ERROR";
-  EXPECT_TRUE(zubJexCreateExceptionMessage(nullptr, xstring("lost"), key) ==
-              "JEX Client Error: lost.");
-  EXPECT_TRUE(zubJexCreateExceptionMessage(nullptr, xstring(), key) == "JEX Client Error: %s.");
-  zubJEXException ex(xstring("Invalid JEX response kind"));
-  EXPECT_TRUE(zubJexCreateExceptionMessage(nullptr, &ex, key) ==
-              "JEX Client Error: Invalid JEX response kind.");
-  EXPECT_TRUE(ex.getMessage() == "Invalid JEX response kind");
-}
-
-TEST(MessageServiceTest, ThrowRaisesOwnedExceptionWithTheText) {
-  auto textOf = [](zubMessageService* service, const char* key, xstring arg) -> std::string {
-    try {
-      zubJexThrowException(service, key, arg);
-    } catch (zubJEXException* e) {
-      std::string text = e->getMessage().CastToCString();
-      delete e;
-      return text;
-    }
-  };
-  HostService host;
-  EXPECT_EQ(textOf(nullptr, "zubJEX_MISSING_RETURN_VALUE", "int"),
-            "JEX call is expected to return a value of ZUB type int");
-  EXPECT_EQ(textOf(&host, "zubJEX_FAILED_GET_REQUEST", xstring()), "Anfrage gescheitert");
 }
 
 }  // namespace
