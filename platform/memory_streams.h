@@ -22,10 +22,17 @@ class ZUBPLATFORM_EXPORT btkMemOStream : public btkOStream {
 
   size_t Write(const void* data, size_t count) final {
     if (count == 0) return 0;
-    if (count > capacity_ - size_) Grow(count);
-    std::memcpy(data_ + size_, data, count);
-    size_ += count;
+    std::memcpy(Extend(count), data, count);
     return count;
+  }
+  // Room for `count` more bytes at the end, counted as written at once: the caller
+  // fills all of them before the next call on the stream. For writers that put a field
+  // together in place. Raises std::bad_alloc when the buffer cannot grow.
+  uint8_t* Extend(size_t count) {
+    if (count > capacity_ - size_) Grow(count);
+    uint8_t* at = data_ + size_;
+    size_ += count;
+    return at;
   }
 
   const uint8_t* data() const { return data_; }
@@ -51,11 +58,17 @@ class ZUBPLATFORM_EXPORT btkMemIStream : public btkIStream {
   explicit btkMemIStream(const std::string& bytes) : btkMemIStream(bytes.data(), bytes.size()) {}
 
   size_t Read(void* data, size_t count) final {
-    if (count > size_ - pos_) ThrowEndOfStream();
-    if (count == 0) return 0;
-    std::memcpy(data, data_ + pos_, count);
-    pos_ += count;
+    const uint8_t* at = Consume(count);
+    if (count != 0) std::memcpy(data, at, count);
     return count;
+  }
+  // The next `count` bytes, borrowed from the range and counted as read; raises as Read
+  // does (consuming nothing) when fewer remain. For readers that take a field in place.
+  const uint8_t* Consume(size_t count) {
+    if (count > size_ - pos_) ThrowEndOfStream();
+    const uint8_t* at = data_ + pos_;
+    pos_ += count;
+    return at;
   }
 
   size_t position() const { return pos_; }

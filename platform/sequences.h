@@ -19,6 +19,8 @@ class ZUBPLATFORM_EXPORT xstringsequence : public xobject {
  public:
   // A new empty sequence with no reference yet.
   static xstringsequence* create() { return new xstringsequence(); }
+  // Provided, so that making one does not first zero its inline storage.
+  xstringsequence() {}
   // The object as a string sequence, or null when it is none (or null).
   static xstringsequence* softcast(xobject* o);
 
@@ -34,6 +36,8 @@ class ZUBPLATFORM_EXPORT xstringsequence : public xobject {
   }
   // Appends a copy.
   virtual void append(const xstring& s) { items_.push_back(s); }
+  // Removes every element, keeping the room made for them.
+  void clear() { items_.clear(); }
   // Appends `s`, taking over its reference.
   virtual void append(xstring&& s) { items_.push_back(std::move(s)); }
   // Makes room for `n` elements so that appending them allocates no more; a hint only.
@@ -50,6 +54,7 @@ class ZUBPLATFORM_EXPORT xanysequence : public xobject {
   XOBJECT_DECLARE_RTTI(ZUBPLATFORM_EXPORT)
  public:
   static xanysequence* create() { return new xanysequence(); }
+  xanysequence() {}  // as xstringsequence's
   static xanysequence* softcast(xobject* o);
 
   virtual int32_t getCount() const { return static_cast<int32_t>(items_.size()); }
@@ -63,6 +68,7 @@ class ZUBPLATFORM_EXPORT xanysequence : public xobject {
                : xany::Nil();
   }
   virtual void append(const xany& v) { items_.push_back(v); }
+  void clear() { items_.clear(); }  // as xstringsequence's
   // Appends `v`, taking over its content.
   virtual void append(xany&& v) { items_.push_back(std::move(v)); }
   // Makes room for `n` elements so that appending them allocates no more; a hint only.

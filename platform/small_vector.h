@@ -15,13 +15,18 @@ class btkSmallVector {
   btkSmallVector(const btkSmallVector&) = delete;
   btkSmallVector& operator=(const btkSmallVector&) = delete;
   ~btkSmallVector() {
-    for (size_t i = 0; i < size_; ++i) data_[i].~T();
+    clear();
     if (data_ != inlineData()) ::operator delete(data_);
   }
 
   size_t size() const { return size_; }
   const T& operator[](size_t i) const { return data_[i]; }
 
+  // Removes every element; keeps the room made so far.
+  void clear() {
+    for (size_t i = 0; i < size_; ++i) data_[i].~T();
+    size_ = 0;
+  }
   // Makes room for n elements in all; a hint only.
   void reserve(size_t n) {
     if (n > capacity_) relocate(n);

@@ -145,6 +145,10 @@ class ZUBPLATFORM_EXPORT xany {
   xstring toString() const;
   // The object without a reference of its own (the value keeps its reference).
   xobject* toObject() const;
+  // The text of a value of the kind string (only), borrowed while the value is
+  // unchanged: its narrow bytes and their number.
+  const char* stringText() const { return u_.s->MB(); }
+  size_t stringSize() const { return u_.s->MBSize(); }
 
   // Equality of kind and value (objects by identity, strings by text).
   bool operator==(const xany& other) const;

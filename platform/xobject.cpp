@@ -40,5 +40,12 @@ bool xobject::isKindOf(const xrttiobject* type) const {
 }
 
 void xobject::releaseRef() const {
-  if (refs_.fetch_sub(1, std::memory_order_acq_rel) == 1 && isRefCountable()) delete this;
+  // The holder of the only reference is alone with the object (nobody else can take
+  // one from it), so dropping that reference needs no atomic read-modify-write.
+  if (refs_.load(std::memory_order_acquire) == 1) {
+    refs_.store(0, std::memory_order_relaxed);
+  } else if (refs_.fetch_sub(1, std::memory_order_acq_rel) != 1) {
+    return;
+  }
+  if (isRefCountable()) delete this;
 }

@@ -90,7 +90,11 @@ btkStrBuf* btkStrBuf::CopyMB(const char* text, size_t n) {
 }
 
 void btkStrBuf::Unlock() {
-  if (locks_.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  // The holder of the only lock is alone with the buffer (as for xobject::releaseRef).
+  if (locks_.load(std::memory_order_acquire) != 1 &&
+      locks_.fetch_sub(1, std::memory_order_acq_rel) != 1) {
+    return;
+  }
   delete[] wide_.load(std::memory_order_acquire);
   this->~btkStrBuf();
   std::free(this);
