@@ -10,10 +10,11 @@
 #include "platform/exceptions.h"
 #include "platform/rtti_registry.h"
 #include "serialization/descriptors.h"
+#include "serialization/sequence_descriptors.h"
 #include "serialization/type_lookup.h"
 
-// The slot of a short text read; `text` and `size` repeat the buffer's text (zero past
-// the size) so that a match is a few word compares; `descriptor` is valid while
+// The slot of a short text read; `text` and `size` repeat the buffer's text so that a
+// match is a few word compares without a visit to the buffer; `descriptor` is valid while
 // `generation` equals the type registry's (0: not known).
 struct zubSharedStringSlot {
   btkStrBuf* buffer;
@@ -56,14 +57,39 @@ struct SharedStringsOwner {
 };
 thread_local SharedStringsOwner sharedStringsOwner;
 
-// A cheap spread of short texts over the slots: the size and the first and last eight
-// bytes. `text` holds at least eight bytes, zero past the size. The slot's content
-// decides.
-size_t SharedStringHash(const char* text, uint64_t size) {
-  uint64_t head = 0;
-  uint64_t tail = 0;
-  std::memcpy(&head, text, 8);
-  if (size > 8) std::memcpy(&tail, text + size - 8, 8);
+// The n bytes at p (n from 1 to 8) as a little-endian number, zero above them, read
+// with loads that stay inside the n bytes.
+uint64_t LoadUpTo8(const uint8_t* p, size_t n) {
+  if (n >= 8) {
+    uint64_t v;
+    std::memcpy(&v, p, 8);
+    return v;
+  }
+  if (n >= 4) {
+    uint32_t low;
+    uint32_t high;
+    std::memcpy(&low, p, 4);
+    std::memcpy(&high, p + n - 4, 4);
+    return low | (static_cast<uint64_t>(high) << ((n - 4) * 8));
+  }
+  return p[0] | (static_cast<uint64_t>(p[n / 2]) << (n / 2 * 8)) |
+         (static_cast<uint64_t>(p[n - 1]) << ((n - 1) * 8));
+}
+
+// Whether the n bytes at a and b (n from 1 to 24) are the same.
+bool SameShortText(const uint8_t* a, const uint8_t* b, size_t n) {
+  if (n < 8) return LoadUpTo8(a, n) == LoadUpTo8(b, n);
+  uint64_t diff =
+      (LoadUpTo8(a, 8) ^ LoadUpTo8(b, 8)) | (LoadUpTo8(a + n - 8, 8) ^ LoadUpTo8(b + n - 8, 8));
+  if (n > 16) diff |= LoadUpTo8(a + 8, 8) ^ LoadUpTo8(b + 8, 8);
+  return diff == 0;
+}
+
+// A cheap spread of short texts (1 to 24 bytes) over the slots: the size and the first
+// and last eight bytes. The slot's content decides.
+size_t SharedStringHash(const uint8_t* text, size_t size) {
+  const uint64_t head = LoadUpTo8(text, size < 8 ? size : 8);
+  const uint64_t tail = size > 8 ? LoadUpTo8(text + size - 8, 8) : 0;
   const uint64_t mixed = (head * 0x9E3779B97F4A7C15ull) ^ (tail * 0xC2B2AE3D27D4EB4Full) ^ size;
   return static_cast<size_t>((mixed ^ (mixed >> 29)) % kSharedStringSlots);
 }
@@ -103,18 +129,8 @@ void zubBinSerializer::writeInt(int value) { writePrimitive(value); }
 void zubBinSerializer::writeLong(int64_t value) { writePrimitive(value); }
 void zubBinSerializer::writeReal(double value) { writePrimitive(value); }
 
-uint64_t zubBinSerializer::writeStringSize(const xstring& s) {
-  s.CastToCString();
-  writeSizePrefix(s.GetMBSize());
-  return s.GetMBSize();
-}
-
 void zubBinSerializer::writeSizePrefix(uint64_t n) {
-  if (n <= 0xFF && memory_ != nullptr) {
-    // A memory stream cannot tell one Write of both bytes from two.
-    const unsigned char prefix[2] = {kWidth1, static_cast<unsigned char>(n)};
-    memory_->Write(prefix, sizeof prefix);
-  } else if (n <= 0xFF) {
+  if (n <= 0xFF) {
     writePrimitive(kWidth1);
     writePrimitive(static_cast<unsigned char>(n));
   } else if (n <= 0xFFFF) {
@@ -128,11 +144,22 @@ void zubBinSerializer::writeSizePrefix(uint64_t n) {
   }
 }
 
-void zubBinSerializer::writeString(const xstring& s, uint64_t size) {
-  if (size > 0) write(s.CastToCString(), size);
+void zubBinSerializer::writeSized(const char* text, uint64_t n) {
+  if (n <= 0xFF && memory_ != nullptr) {
+    // A memory stream cannot tell one Write of the prefix and the bytes from three.
+    uint8_t* at = memory_->Extend(2 + n);
+    at[0] = kWidth1;
+    at[1] = static_cast<uint8_t>(n);
+    std::memcpy(at + 2, text, n);
+    return;
+  }
+  writeSizePrefix(n);
+  if (n > 0) write(text, n);
 }
 
-void zubBinSerializer::writeString(xstring value) { writeString(value, writeStringSize(value)); }
+void zubBinSerializer::writeString(xstring value) { writeText(value); }
+
+bool zubBinSerializer::isExact() const { return typeid(*this) == typeid(zubBinSerializer); }
 
 void zubBinSerializer::writeObject(xobject* object) {
   writeBool(object == nullptr);
@@ -140,34 +167,73 @@ void zubBinSerializer::writeObject(xobject* object) {
   zubBinS11nRtti* descriptor = nullptr;
   if (const zubS11nTypeEntry* type = zubS11nFindType(object)) {
     descriptor = type->descriptor;
-    writeSizePrefix(type->size);
-    write(type->name, type->size);
+    writeSized(type->name, type->size);
   } else {
     const xstring typeName = object->getZubTypeName();
     descriptor = DescriptorOrThrow(typeName);
-    writeString(typeName, writeStringSize(typeName));
+    writeText(typeName);
   }
-  descriptor->serialize(this, xrcunihandle<xobject>(object));
+  writeContents(descriptor, object);
   if (listener_ != nullptr) listener_->onPostObjectWrite(object, this);
+}
+
+void zubBinSerializer::writeContents(zubBinS11nRtti* descriptor, xobject* object) {
+  if (descriptor == zubBinAnySequenceDescriptor() && isExact()) {
+    const xanysequence& seq = *static_cast<const xanysequence*>(object);
+    const int32_t n = seq.getCount();
+    writePrimitive(n);
+    for (int32_t i = 0; i < n; ++i) writeTagged<true>(seq.itemAt(i));
+  } else if (descriptor == zubBinStringSequenceDescriptor() && isExact()) {
+    const xstringsequence& seq = *static_cast<const xstringsequence*>(object);
+    const int32_t n = seq.getCount();
+    writePrimitive(n);
+    for (int32_t i = 0; i < n; ++i) writeText(seq.itemAt(i));
+  } else {
+    descriptor->serialize(this, xrcunihandle<xobject>(object));
+  }
+}
+
+bool zubBinSerializer::writeInPlace(const xany& value) {
+  const __xanykind kind = value.getKind();
+  switch (kind) {
+    case xany_uninit:
+    case xany_nil:
+      *memory_->Extend(1) = static_cast<uint8_t>(kind);
+      return true;
+    case xany_int: {
+      const int32_t v = value.toInt();
+      uint8_t* at = memory_->Extend(1 + sizeof v);
+      at[0] = static_cast<uint8_t>(kind);
+      std::memcpy(at + 1, &v, sizeof v);
+      return true;
+    }
+    case xany_long: {
+      const int64_t v = value.toLong();
+      uint8_t* at = memory_->Extend(1 + sizeof v);
+      at[0] = static_cast<uint8_t>(kind);
+      std::memcpy(at + 1, &v, sizeof v);
+      return true;
+    }
+    case xany_string: {
+      const size_t n = value.stringSize();
+      if (n > 0xFF) return false;
+      uint8_t* at = memory_->Extend(3 + n);
+      at[0] = static_cast<uint8_t>(kind);
+      at[1] = kWidth1;
+      at[2] = static_cast<uint8_t>(n);
+      std::memcpy(at + 3, value.stringText(), n);
+      return true;
+    }
+    default:
+      return false;
+  }
 }
 
 template <bool kExact>
 void zubBinSerializer::writeTagged(const xany& value) {
+  // A memory stream cannot tell one Write of the tag and the content from several.
+  if (kExact && memory_ != nullptr && writeInPlace(value)) return;
   const __xanykind kind = value.getKind();
-  if (kExact && memory_ != nullptr && (kind == xany_int || kind == xany_long)) {
-    // A memory stream cannot tell one Write of the tag and the number from two.
-    unsigned char field[1 + sizeof(int64_t)] = {static_cast<unsigned char>(kind)};
-    if (kind == xany_int) {
-      const int32_t v = value.toInt();
-      std::memcpy(field + 1, &v, sizeof v);
-      memory_->Write(field, 1 + sizeof v);
-    } else {
-      const int64_t v = value.toLong();
-      std::memcpy(field + 1, &v, sizeof v);
-      memory_->Write(field, 1 + sizeof v);
-    }
-    return;
-  }
   writePrimitive(static_cast<unsigned char>(kind));
   switch (kind) {
     case xany_uninit:
@@ -186,7 +252,7 @@ void zubBinSerializer::writeTagged(const xany& value) {
     case xany_real:
       return kExact ? zubBinSerializer::writeReal(value.toReal()) : writeReal(value.toReal());
     case xany_string:
-      if (kExact) return writeText(value.toString());
+      if (kExact) return writeSized(value.stringText(), value.stringSize());
       return writeString(value.toString());
     case xany_object:
       return kExact ? zubBinSerializer::writeObject(value.toObject())
@@ -219,19 +285,25 @@ zubBinDeserializer::zubBinDeserializer(btkIStream* stream)
 }
 
 zubSharedStringSlot* zubBinDeserializer::readSharedString(xstring& s, uint64_t size) {
-  char text[kSharedStringMax] = {};
-  read(text, size);
+  uint8_t local[kSharedStringMax];
+  const uint8_t* text = local;
+  if (memory_ != nullptr) {
+    text = memory_->Consume(size);
+  } else {
+    read(local, size);
+  }
   zubSharedStringSlot& slot = shared_[SharedStringHash(text, size)];
   btkStrBuf* buffer = slot.buffer;
-  if (buffer == nullptr || slot.size != size || std::memcmp(slot.text, text, sizeof text) != 0) {
+  if (buffer == nullptr || slot.size != size ||
+      !SameShortText(reinterpret_cast<const uint8_t*>(slot.text), text, size)) {
     (void)&sharedStringsOwner;  // made with the first buffer the thread keeps
-    btkStrBuf* fresh = btkStrBuf::CopyMB(text, static_cast<size_t>(size));
+    btkStrBuf* fresh = btkStrBuf::CopyMB(reinterpret_cast<const char*>(text), size);
     if (buffer != nullptr) buffer->Unlock();
     slot.buffer = fresh;
     slot.descriptor = nullptr;
     slot.generation = 0;
     slot.size = size;
-    std::memcpy(slot.text, text, sizeof text);
+    std::memcpy(slot.text, text, size);
     buffer = fresh;
   }
   s = xstring(__xstring_c{buffer, buffer->MB(), nullptr}, true);
@@ -308,6 +380,7 @@ xobject* zubBinDeserializer::createObject(xstring& typeName, zubSharedStringSlot
       slot->generation = generation;
     }
   }
+  if (xobject* sequence = readSequenceInPlace(descriptor)) return sequence;
   void* instance = descriptor->create();
   try {
     descriptor->deserialize(this, instance);
@@ -316,6 +389,48 @@ xobject* zubBinDeserializer::createObject(xstring& typeName, zubSharedStringSlot
     throw;
   }
   return descriptor->cast(instance);
+}
+
+int32_t zubBinDeserializer::readSequenceCount() {
+  int32_t count = 0;
+  readPrimitive(count);
+  zubBinCheckSequenceCount(count);
+  return count;
+}
+
+namespace {
+
+// Reads the elements of `seq` with `readElement(element)` and appends them; frees the
+// sequence when a read fails.
+template <class Seq, class Element, class ReadElement>
+Seq* ReadElements(Seq* seq, int32_t count, ReadElement&& readElement) {
+  try {
+    seq->reserve(std::min(count, kZubSequenceReserveMax));
+    for (int32_t i = 0; i < count; ++i) {
+      Element element;
+      readElement(element);
+      seq->Seq::append(std::move(element));
+    }
+  } catch (...) {
+    xrcdisposeUnreferenced(seq);
+    throw;
+  }
+  return seq;
+}
+
+}  // namespace
+
+xobject* zubBinDeserializer::readSequenceInPlace(zubBinS11nRtti* descriptor) {
+  const bool values = descriptor == zubBinAnySequenceDescriptor();
+  if (!values && descriptor != zubBinStringSequenceDescriptor()) return nullptr;
+  if (typeid(*this) != typeid(zubBinDeserializer)) return nullptr;
+  const int32_t count = readSequenceCount();
+  if (values) {
+    return ReadElements<xanysequence, xany>(xanysequence::create(), count,
+                                            [this](xany& v) { readTagged<true>(v); });
+  }
+  return ReadElements<xstringsequence, xstring>(xstringsequence::create(), count,
+                                                [this](xstring& v) { readText(v); });
 }
 
 void zubBinDeserializer::readObject(xobject*& object) {

@@ -21,6 +21,7 @@
 #include "serialization/serializer.h"
 
 struct zubSharedStringSlot;
+class zubBinS11nRtti;
 
 // Called after every non-null object that a zubBinSerializer writes (nested objects
 // before their containers); may write more fields. Borrowed by the serializer.
@@ -63,7 +64,7 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   void writeString(xstring value) override;
   // Writes `value` as writeString does, without a copy and without the virtual call
   // (for callers that hold a zubBinSerializer itself, not a derived class).
-  void writeText(const xstring& value) { writeString(value, writeStringSize(value)); }
+  void writeText(const xstring& value) { writeSized(value.CastToCString(), value.GetMBSize()); }
   // Raises "invalid type name" or "invalid rtti <type>" after the null flag.
   void writeObject(xobject* object) override;
   // Raises "invalid object kind" for the enum kind, after the tag byte.
@@ -86,15 +87,21 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   void writePrimitive(T value) {
     write(&value, sizeof(T));
   }
-  uint64_t writeStringSize(const xstring& s);
-  // The size prefix of a string of n bytes; raises "unsupported string size" above
-  // 4294967295, writing nothing.
+  // A string of n bytes at `text`: its size prefix, then its bytes. Raises "unsupported
+  // string size" above 4294967295 bytes, writing nothing.
+  void writeSized(const char* text, uint64_t n);
   void writeSizePrefix(uint64_t n);
-  void writeString(const xstring& s, uint64_t size);
   // The tag byte and content of `value`; the fields go through the overridable writers
   // unless kExact (the caller knows that this is exactly a zubBinSerializer).
   template <bool kExact>
   void writeTagged(const xany& value);
+  // Writes the commonest values (no content, int, long, short string) straight into a
+  // memory stream; false, having written nothing, for the others.
+  bool writeInPlace(const xany& value);
+  // The contents of `object` by its descriptor. The sequence descriptors are handled
+  // here, element by element, when this is exactly a zubBinSerializer.
+  void writeContents(zubBinS11nRtti* descriptor, xobject* object);
+  bool isExact() const;
 
   btkOStream* stream_;
   zubBinSerializerListener* listener_;
@@ -154,6 +161,10 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   // `slot`: the slot of the type name, when it was read into one; it remembers the
   // descriptor found.
   xobject* createObject(xstring& typeName, zubSharedStringSlot* slot = nullptr);
+  // A new sequence read element by element (when this is exactly a zubBinDeserializer
+  // and `descriptor` is a sequence descriptor), else null having read nothing.
+  xobject* readSequenceInPlace(zubBinS11nRtti* descriptor);
+  int32_t readSequenceCount();
   // The tag byte and content of a value; the fields go through the overridable readers
   // unless kExact (the caller knows that this is exactly a zubBinDeserializer).
   template <bool kExact>

@@ -1,11 +1,5 @@
-// "bins11n" descriptors of the runtime's sequence types, which call messages use for
-// their parameter names and values.
-//
-// On the wire (contents after the type name):
-//   xstringsequence   count (int), then each element as a string
-//   xanysequence      count (int), then each element as a tagged value
-// A negative count is refused ("invalid sequence count"); a count is never used to
-// preallocate, so a count that lies costs only the elements that actually arrive.
+// Registration of the runtime's sequence types, which call messages use for their
+// parameter names and values (their layout: serialization/sequence_descriptors.h).
 #ifndef ZUBJEX_SUPPORT_SEQUENCE_TYPES_H_
 #define ZUBJEX_SUPPORT_SEQUENCE_TYPES_H_
 

@@ -30,35 +30,34 @@ struct TeamCodec {
   NoProxies proxyMap;
   btkMemOStream out;
   const xstring server{"calc"};
-  // Made once, as a generated client keeps its method's name and parameter names (the
-  // call only reads the names sequence, so every call shares it).
+  // One call record, made once and refilled for every encode, as the protobuf codec
+  // clears and refills its one message: a generated client keeps its method's name and
+  // parameter names, and refilling the sequences keeps the room they made.
   std::string iface, method;
-  xstring callName;
-  xrchandle<xstringsequence> names;
+  zubJexCall call;
+  xrchandle<xanysequence> values;
+  xrchandle<xanysequence> list;
 
-  TeamCodec() : names(xstringsequence::create()) {
+  TeamCodec() : values(xanysequence::create()), list(xanysequence::create()) {
     zubSupportRegisterSequenceTypes();
-    names->reserve(4);
+    xrchandle<xstringsequence> names(xstringsequence::create());
     for (const char* n : {"a", "b", "s", "v"}) names->append(n);
+    call.initialize(xstring(), zubGetRtti_int(), names, values, false);
   }
 
   void encode(const anchors::Call& c) {
     if (c.iface != iface || c.method != method) {
       iface = c.iface;
       method = c.method;
-      callName = xstring((iface + ":" + method).c_str());
+      call.setName(xstring((iface + ":" + method).c_str()));
     }
-    xrchandle<xanysequence> v(xanysequence::create());
-    v->reserve(static_cast<int32_t>(c.v.size()));
-    for (int32_t x : c.v) v->append(xint{x});
-    xrchandle<xanysequence> values(xanysequence::create());
-    values->reserve(4);
+    list->clear();
+    for (int32_t x : c.v) list->append(xint{x});
+    values->clear();
     values->append(xint{c.a});
     values->append(xlong{c.b});
     values->append(xstring(c.s.data(), c.s.size()));
-    values->append(xany(static_cast<xobject*>(v.get())));
-    zubJexCall call;
-    call.initialize(callName, zubGetRtti_int(), names, std::move(values), false);
+    values->append(xany(static_cast<xobject*>(list.get())));
     out.Clear();
     zubJEXSerializer::getInstance()->writeCall(&out, call, &proxyMap);
   }
