@@ -54,11 +54,8 @@ TEST(XstringTest, WordsSkipEmptyRuns) {
     int words;
     const char* second;  // word 1, or null for nil
   } cases[] = {
-      {"Calc:add", 2, "add"},
-      {"add", 1, nullptr},
-      {"a:b:c", 3, "b"},
-      {":add", 1, nullptr},
-      {"Calc::addResponse", 2, "addResponse"},
+      {"Calc:add", 2, "add"},   {"add", 1, nullptr},          {"a:b:c", 3, "b"},
+      {":add", 1, nullptr},     {"Calc::addResponse", 2, "addResponse"},
       {"", 0, nullptr},
   };
   for (const auto& c : cases) {
