@@ -22,6 +22,7 @@ zubJexTcpServer::~zubJexTcpServer() { stop(); }
 
 void zubJexTcpServer::start() {
   if (running_) return;
+  stopping_.store(false);
   stopSignal_.reset();
   listener_ = zubTcpListener::listen(options_.host, options_.port);
   port_ = listener_.port();
@@ -32,12 +33,14 @@ void zubJexTcpServer::start() {
 
 void zubJexTcpServer::stop() {
   if (!running_) return;
+  stopping_.store(true);
   stopSignal_.signal();
   acceptThread_.join();
   listener_.close();
   std::list<Connection> connections;
   {
     std::lock_guard<std::mutex> lock(connectionsMutex_);
+    interruptWaitingConnections();
     connections.swap(connections_);
   }
   for (Connection& connection : connections) connection.thread.join();
@@ -54,7 +57,7 @@ void zubJexTcpServer::acceptLoop() {
       xadoptThrown(t);
       failed = true;
     }
-    if (stopSignal_.isSignalled()) return;
+    if (stopping_.load()) return;
     reapFinished();
     if (!socket.isOpen()) {
       if (failed) std::this_thread::sleep_for(kAcceptRetryPause);
@@ -87,30 +90,57 @@ void zubJexTcpServer::reapFinished() {
   }
 }
 
+// A connection's thread marks itself kWaiting and then reads stopping_; stop sets
+// stopping_ and then interrupts the connections it finds kWaiting (all sequentially
+// consistent). So either the thread sees stopping_ and ends, or stop finds it waiting
+// and shuts its receiving side down, which ends the wait at once or makes the thread's
+// exchange to kBusy find kInterrupted. A thread already busy finishes its call, sends
+// the response and sees stopping_ before it waits again.
+void zubJexTcpServer::interruptWaitingConnections() {
+  for (Connection& connection : connections_) {
+    int waiting = kWaiting;
+    if (connection.state.compare_exchange_strong(waiting, kInterrupted)) {
+      connection.socket->shutdownReceiving();
+    }
+  }
+}
+
 void zubJexTcpServer::serve(zubTcpSocket socket, Connection* connection) {
+  connection->socket = &socket;
   try {
-    serveRequests(socket);
+    serveRequests(socket, *connection);
   } catch (xthrowable* t) {
     xadoptThrown(t);  // a broken, stalled or misbehaving connection: closed below
   } catch (const std::exception&) {
   }
-  socket.close();
+  {
+    // Never while stop may still shut the descriptor down: it could be another's by then.
+    std::lock_guard<std::mutex> lock(connectionsMutex_);
+    connection->state.store(kDone);
+    socket.close();
+  }
   --connectionCount_;
   connection->finished.store(true);
 }
 
-void zubJexTcpServer::serveRequests(zubTcpSocket& socket) {
+void zubJexTcpServer::serveRequests(zubTcpSocket& socket, Connection& connection) {
+  // The wait for the next request blocks in the receive itself (see zubTcpSocket).
+  socket.setReceiveTimeout(options_.idleTimeoutMs);
   zubJexFrameReader reader(options_.maxFrameSize);
   zubJexMessageIStream request;
   btkMemOStream response;
   const xstring peer(socket.peer().c_str());
   uint8_t header[kZubJexFrameHeaderSize];
   for (;;) {
-    zubTcpDeadline idle = zubTcpDeadline::after(options_.idleTimeoutMs);
-    if (reader.read(socket, idle, options_.ioTimeoutMs, stopSignal_.fd()) !=
-        zubJexFrameReader::kFrame) {
-      return;
+    if (!reader.hasPendingBytes()) {  // a request already buffered is served regardless
+      connection.state.store(kWaiting);
+      if (stopping_.load()) return;
     }
+    zubJexFrameReader::Result begun =
+        reader.awaitFrame(socket, zubTcpDeadline::after(options_.idleTimeoutMs));
+    if (connection.state.exchange(kBusy) == kInterrupted) return;
+    if (begun != zubJexFrameReader::kFrame) return;
+    reader.finishFrame(socket, options_.ioTimeoutMs);
     request.reset(reader.message(), reader.messageSize());
     if (!dispatcher_.dispatch(&request, response, peer)) continue;
     zubJexEncodeFrameLength(static_cast<uint32_t>(response.size()), header);

@@ -76,27 +76,38 @@ class ZUBJEX_SERVER_EXPORT zubJexTcpServer {
   int connectionCount() const { return connectionCount_.load(); }
 
  private:
+  // Where a connection's thread is, for stop: waiting for a request to begin (the only
+  // place where stop interrupts it), busy with one, or done with the socket closed.
+  enum ConnectionState { kWaiting, kBusy, kInterrupted, kDone };
+
   struct Connection {
     std::thread thread;
     std::atomic<bool> finished{false};
+    std::atomic<int> state{kBusy};
+    zubTcpSocket* socket = nullptr;  // the thread's own; valid until kDone
   };
 
   void acceptLoop();
   void serve(zubTcpSocket socket, Connection* connection);
-  void serveRequests(zubTcpSocket& socket);
+  void serveRequests(zubTcpSocket& socket, Connection& connection);
+  // Ends the wait of every connection that waits for a request; the others see
+  // stopping_ before their next wait. Called with connectionsMutex_ held.
+  void interruptWaitingConnections();
   // Joins and forgets the connections whose threads have ended.
   void reapFinished();
 
   zubJexDispatcher& dispatcher_;
   const zubJexTcpServerOptions options_;
   zubTcpListener listener_;
-  zubJexWakeup stopSignal_;
+  zubJexWakeup stopSignal_;  // wakes the accepting thread
+  std::atomic<bool> stopping_{false};
   std::thread acceptThread_;
   std::atomic<int> connectionCount_{0};
   int port_ = 0;
   std::string address_;
   bool running_ = false;
-  std::mutex connectionsMutex_;  // guards connections_
+  // Guards connections_, and closing a connection's socket against stop's interrupt.
+  std::mutex connectionsMutex_;
   std::list<Connection> connections_;
 };
 

@@ -1,7 +1,6 @@
 #include "server/wakeup.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -32,9 +31,4 @@ void zubJexWakeup::reset() {
   char bytes[64];
   while (::read(readFd_, bytes, sizeof(bytes)) > 0) {
   }
-}
-
-bool zubJexWakeup::isSignalled() const {
-  pollfd p{readFd_, POLLIN, 0};
-  return ::poll(&p, 1, 0) > 0;
 }

@@ -17,8 +17,6 @@ class ZUBJEX_SERVER_EXPORT zubJexWakeup {
   int fd() const { return readFd_; }
   // Makes fd() readable until reset. Safe from any thread.
   void signal();
-  // True once signalled, until reset.
-  bool isSignalled() const;
   // Makes fd() quiet again; only while nobody waits on it.
   void reset();
 

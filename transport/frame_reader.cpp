@@ -20,16 +20,26 @@ void zubJexFrameReader::reset() {
 }
 
 zubJexFrameReader::Result zubJexFrameReader::read(zubTcpSocket& socket, zubTcpDeadline startBy,
-                                                  int restTimeoutMs, int wakeFd) {
+                                                  int restTimeoutMs) {
+  Result result = awaitFrame(socket, startBy);
+  if (result == kFrame) finishFrame(socket, restTimeoutMs);
+  return result;
+}
+
+zubJexFrameReader::Result zubJexFrameReader::awaitFrame(zubTcpSocket& socket,
+                                                        zubTcpDeadline startBy) {
   if (haveFrame_) frameStart_ += kZubJexFrameHeaderSize + frameSize_;
   haveFrame_ = false;
-  if (frameStart_ == end_) {
-    frameStart_ = end_ = 0;
-    zubTcpSocket::WaitResult waited = socket.waitReadable(startBy, wakeFd);
-    if (waited == zubTcpSocket::kTimedOut) return kTimedOut;
-    if (waited == zubTcpSocket::kWoken) return kWoken;
-    if (!receiveMore(socket, 1, startBy)) return kClosed;
-  }
+  if (frameStart_ != end_) return kFrame;
+  frameStart_ = end_ = 0;
+  size_t n = socket.tryReceive(buffer_.get(), capacity_, startBy);
+  if (n == zubTcpSocket::kTimedOut) return kTimedOut;
+  if (n == 0) return kClosed;
+  end_ = n;
+  return kFrame;
+}
+
+void zubJexFrameReader::finishFrame(zubTcpSocket& socket, int restTimeoutMs) {
   zubTcpDeadline rest = zubTcpDeadline::after(restTimeoutMs);
   if (!receiveMore(socket, kZubJexFrameHeaderSize, rest)) {
     zubTcpRaise("connection closed by " + socket.peer() + " in the middle of a message");
@@ -44,7 +54,6 @@ zubJexFrameReader::Result zubJexFrameReader::read(zubTcpSocket& socket, zubTcpDe
   }
   frameSize_ = length;
   haveFrame_ = true;
-  return kFrame;
 }
 
 bool zubJexFrameReader::receiveMore(zubTcpSocket& socket, size_t needed, zubTcpDeadline deadline) {

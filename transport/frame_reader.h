@@ -17,21 +17,28 @@
 // them on the word of a length field. Not thread-safe.
 class ZUBJEX_TCP_EXPORT zubJexFrameReader {
  public:
-  enum Result { kFrame, kClosed, kWoken, kTimedOut };
+  enum Result { kFrame, kClosed, kTimedOut };
 
   // `maxMessageSize` is the largest message accepted (see zubJexTcpOptions).
   explicit zubJexFrameReader(uint32_t maxMessageSize);
   zubJexFrameReader(const zubJexFrameReader&) = delete;
   zubJexFrameReader& operator=(const zubJexFrameReader&) = delete;
 
-  // Reads the next frame from `socket`. Until its first byte arrives, the outcome is
-  // returned: kClosed when the peer closed the connection, kWoken when `wakeFd` (if not
-  // negative) became readable, kTimedOut when `startBy` passed. Once a frame has begun,
-  // the rest must arrive within `restTimeoutMs` (zero or less: no limit), and failures
-  // are raised: "connection closed by <peer> in the middle of a message",
-  // "frame of <n> bytes from <peer> exceeds the limit of <m> bytes", and the socket's
-  // errors. After kFrame, message() holds the message until the next read.
-  Result read(zubTcpSocket& socket, zubTcpDeadline startBy, int restTimeoutMs, int wakeFd = -1);
+  // Reads the next frame from `socket`: awaitFrame, then finishFrame when a frame has
+  // begun. After kFrame, message() holds the message until the next read.
+  Result read(zubTcpSocket& socket, zubTcpDeadline startBy, int restTimeoutMs);
+
+  // The first step of read: drops the previous frame and waits until the next one has
+  // begun. Returns kFrame once at least one of its bytes is buffered (at once when
+  // bytes arrived behind the previous frame), kClosed when the peer closed the
+  // connection (or the socket's receiving side was shut down) first, kTimedOut when
+  // `startBy` passed first. Raises the socket's errors.
+  Result awaitFrame(zubTcpSocket& socket, zubTcpDeadline startBy);
+  // The second step, only after awaitFrame returned kFrame: the rest of the frame must
+  // arrive within `restTimeoutMs` (zero or less: no limit). Raises "connection closed
+  // by <peer> in the middle of a message", "frame of <n> bytes from <peer> exceeds the
+  // limit of <m> bytes", and the socket's errors.
+  void finishFrame(zubTcpSocket& socket, int restTimeoutMs);
 
   const uint8_t* message() const { return buffer_.get() + frameStart_ + 4; }
   size_t messageSize() const { return frameSize_; }

@@ -86,8 +86,7 @@ zubTcpSocket zubTcpListener::accept(zubTcpDeadline deadline, int wakeFd) {
   if (n <= 0 || (wakeFd >= 0 && fds[1].revents != 0)) return zubTcpSocket();
   sockaddr_storage peer{};
   socklen_t length = sizeof(peer);
-  int fd = ::accept4(fd_.get(), reinterpret_cast<sockaddr*>(&peer), &length,
-                     SOCK_NONBLOCK | SOCK_CLOEXEC);
+  int fd = ::accept4(fd_.get(), reinterpret_cast<sockaddr*>(&peer), &length, SOCK_CLOEXEC);
   if (fd < 0) {
     if (IsTransientAcceptError(errno)) return zubTcpSocket();
     zubTcpRaise(zubTcpErrorText("cannot accept on " + address_, errno));

@@ -6,6 +6,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -30,6 +31,11 @@ int PollUntil(pollfd* fds, nfds_t count, const zubTcpDeadline& deadline) {
 void SetNoDelay(int fd) {
   int one = 1;
   ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof(one));
+}
+
+void SetBlocking(int fd) {
+  int flags = ::fcntl(fd, F_GETFL);
+  if (flags >= 0 && (flags & O_NONBLOCK) != 0) ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
 }
 
 // Connects one non-blocking socket to `ai`; returns the socket, or -1 with `error` set.
@@ -60,6 +66,7 @@ int ConnectOne(const addrinfo* ai, const zubTcpDeadline& deadline, int& error) {
       return -1;
     }
   }
+  SetBlocking(fd);
   SetNoDelay(fd);
   return fd;
 }
@@ -88,7 +95,7 @@ int zubTcpDeadline::remainingMs() const {
 }
 
 zubTcpSocket::zubTcpSocket(int fd, std::string peer) : fd_(fd), peer_(std::move(peer)) {
-  ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+  SetBlocking(fd);
   SetNoDelay(fd);
 }
 
@@ -121,6 +128,18 @@ zubTcpSocket zubTcpSocket::connect(const std::string& address, int connectTimeou
   return s;
 }
 
+void zubTcpSocket::setReceiveTimeout(int timeoutMs) {
+  timeval limit{};
+  if (timeoutMs > 0) {
+    limit.tv_sec = timeoutMs / 1000;
+    limit.tv_usec = (timeoutMs % 1000) * 1000;
+  }
+  if (::setsockopt(fd_.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) != 0) {
+    zubTcpRaise(zubTcpErrorText("cannot set the receive timeout of " + peer_, errno));
+  }
+  receiveTimeoutMs_ = timeoutMs > 0 ? timeoutMs : 0;
+}
+
 void zubTcpSocket::sendAll(const void* data, size_t size, zubTcpDeadline deadline) {
   iovec part{const_cast<void*>(data), size};
   sendParts(&part, 1, deadline);
@@ -142,7 +161,7 @@ void zubTcpSocket::sendParts(iovec* parts, int count, zubTcpDeadline deadline) {
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = static_cast<size_t>(count);
-    ssize_t n = ::sendmsg(fd_.get(), &message, MSG_NOSIGNAL);
+    ssize_t n = ::sendmsg(fd_.get(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (n >= 0) {
       for (size_t sent = static_cast<size_t>(n); sent > 0;) {
         size_t step = std::min(sent, parts->iov_len);
@@ -167,28 +186,41 @@ void zubTcpSocket::sendParts(iovec* parts, int count, zubTcpDeadline deadline) {
   }
 }
 
-size_t zubTcpSocket::receiveSome(void* data, size_t size, zubTcpDeadline deadline) {
+bool zubTcpSocket::mayBlockUntil(const zubTcpDeadline& deadline) const {
+  int left = deadline.remainingMs();
+  if (left < 0) return true;  // no deadline: a receive timeout only ends one turn early
+  return receiveTimeoutMs_ > 0 && left >= receiveTimeoutMs_;
+}
+
+// Tries the receive first: a blocking one waits and receives in one system call; a
+// non-blocking one finds bytes that have already arrived without a poll.
+size_t zubTcpSocket::tryReceive(void* data, size_t size, zubTcpDeadline deadline) {
   for (;;) {
-    ssize_t n = ::recv(fd_.get(), data, size, 0);
+    bool block = mayBlockUntil(deadline);
+    ssize_t n = ::recv(fd_.get(), data, size, block ? 0 : MSG_DONTWAIT);
     if (n >= 0) return static_cast<size_t>(n);
     if (errno == EINTR) continue;
     if (errno != EAGAIN && errno != EWOULDBLOCK) {
       zubTcpRaise(zubTcpErrorText("cannot receive from " + peer_, errno));
     }
-    if (waitReadable(deadline, -1) == kTimedOut) zubTcpRaise("timed out waiting for " + peer_);
+    if (block) continue;  // the receive timeout ended; the deadline decides on the next turn
+    pollfd p{fd_.get(), POLLIN, 0};
+    int ready = PollUntil(&p, 1, deadline);
+    if (ready < 0) zubTcpRaise(zubTcpErrorText("cannot wait for " + peer_, errno));
+    if (ready == 0) return kTimedOut;
   }
 }
 
-zubTcpSocket::WaitResult zubTcpSocket::waitReadable(zubTcpDeadline deadline, int wakeFd) const {
-  pollfd fds[2] = {{fd_.get(), POLLIN, 0}, {wakeFd, POLLIN, 0}};
-  int n = PollUntil(fds, wakeFd >= 0 ? 2 : 1, deadline);
-  if (n < 0) zubTcpRaise(zubTcpErrorText("cannot wait for " + peer_, errno));
-  if (n == 0) return kTimedOut;
-  if (wakeFd >= 0 && fds[1].revents != 0) return kWoken;
-  return kReadable;
+size_t zubTcpSocket::receiveSome(void* data, size_t size, zubTcpDeadline deadline) {
+  size_t n = tryReceive(data, size, deadline);
+  if (n == kTimedOut) zubTcpRaise("timed out waiting for " + peer_);
+  return n;
 }
 
+void zubTcpSocket::shutdownReceiving() const { ::shutdown(fd_.get(), SHUT_RD); }
+
 bool zubTcpSocket::isStale() const {
-  pollfd p{fd_.get(), POLLIN, 0};
-  return ::poll(&p, 1, 0) != 0;
+  char byte;
+  ssize_t n = ::recv(fd_.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+  return n >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR);
 }

@@ -30,15 +30,23 @@ class ZUBJEX_TCP_EXPORT zubTcpDeadline {
   std::chrono::steady_clock::time_point at_;
 };
 
-// One connected, non-blocking TCP socket with TCP_NODELAY, owned: it is closed when
-// the object is destroyed. Move-only. Used by one thread at a time, except that
-// close() from another thread is not allowed either.
+// One connected TCP socket with TCP_NODELAY, owned: it is closed when the object is
+// destroyed. Move-only. Used by one thread at a time, except shutdownReceiving, which
+// another thread may call while this one waits; close() from another thread is not
+// allowed.
+//
+// The socket stays in blocking mode so that a receive can wait for its bytes in the same
+// system call that takes them; every wait is still bounded by its deadline: a receive
+// blocks in the kernel only when the receive timeout (setReceiveTimeout) ends no later
+// than the deadline, and otherwise waits in poll. Sends never block in the kernel.
 class ZUBJEX_TCP_EXPORT zubTcpSocket {
  public:
-  enum WaitResult { kReadable, kWoken, kTimedOut };
+  // The result of tryReceive when the deadline passed with nothing received.
+  static constexpr size_t kTimedOut = static_cast<size_t>(-1);
 
   zubTcpSocket() = default;
-  // Takes over `fd`, a connected stream socket; `peer` names the other end in texts.
+  // Takes over `fd`, a connected stream socket, and puts it in blocking mode; `peer`
+  // names the other end in texts.
   zubTcpSocket(int fd, std::string peer);
   zubTcpSocket(zubTcpSocket&& other) noexcept = default;
   zubTcpSocket& operator=(zubTcpSocket&& other) noexcept = default;
@@ -57,6 +65,12 @@ class ZUBJEX_TCP_EXPORT zubTcpSocket {
   const std::string& peer() const { return peer_; }
   void close();
 
+  // The longest that one receive may block in the kernel (zero or less: no limit, the
+  // default). Set it to the time limit that the caller's receives usually have (the
+  // deadline of a fresh wait), so that such a wait costs a single system call. Raises
+  // "cannot set the receive timeout of <peer>: <reason>".
+  void setReceiveTimeout(int timeoutMs);
+
   // Sends all `size` bytes, waiting for room until `deadline`. Raises
   // "timed out sending to <peer>" or "cannot send to <peer>: <reason>"; what was sent
   // before the failure is gone, so the connection is then unusable.
@@ -67,14 +81,17 @@ class ZUBJEX_TCP_EXPORT zubTcpSocket {
                zubTcpDeadline deadline);
 
   // Receives the bytes that have arrived, at least one and at most `size` (> 0),
-  // waiting until `deadline`. Returns 0 when the peer has closed the connection.
-  // Raises "timed out waiting for <peer>" or "cannot receive from <peer>: <reason>".
+  // waiting until `deadline`. Returns their count, 0 when the peer has closed the
+  // connection or its receiving side was shut down, or kTimedOut. Raises
+  // "cannot receive from <peer>: <reason>".
+  size_t tryReceive(void* data, size_t size, zubTcpDeadline deadline);
+  // As tryReceive, but a passed deadline raises "timed out waiting for <peer>".
   size_t receiveSome(void* data, size_t size, zubTcpDeadline deadline);
 
-  // Waits until bytes (or the end of the stream) can be received, `wakeFd` (when not
-  // negative) becomes readable, or the deadline passes; the wake-up wins when both
-  // happen. Raises on a failed poll.
-  WaitResult waitReadable(zubTcpDeadline deadline, int wakeFd) const;
+  // Ends every wait of a receive, now and later: it returns what has already arrived and
+  // then 0 as if the peer had closed. Sending still works. Safe from another thread
+  // while the socket is open.
+  void shutdownReceiving() const;
 
   // True when the connection cannot carry a new exchange: the peer closed or reset it,
   // or sent bytes that nobody asked for. Never blocks.
@@ -82,9 +99,12 @@ class ZUBJEX_TCP_EXPORT zubTcpSocket {
 
  private:
   void sendParts(iovec* parts, int count, zubTcpDeadline deadline);
+  // Whether a receive may block in the kernel without passing `deadline`.
+  bool mayBlockUntil(const zubTcpDeadline& deadline) const;
 
   zubTcpFileDescriptor fd_;
   std::string peer_;
+  int receiveTimeoutMs_ = 0;
 };
 
 // Raises a zubXException with `text`. Never returns.

@@ -65,6 +65,9 @@ void zubJexTcpTransport::dropConnection() {
 void zubJexTcpTransport::connectIfNeeded() {
   if (socket_.isOpen()) return;
   socket_ = zubTcpSocket::connect(server_, options_.connectTimeoutMs);
+  // Every response wait starts with a deadline of ioTimeoutMs: it then blocks in the
+  // receive itself.
+  socket_.setReceiveTimeout(options_.ioTimeoutMs);
 }
 
 void zubJexTcpTransport::sendRequest() {

@@ -74,6 +74,26 @@ TEST(TcpServer, StopLetsTheCallInFlightFinishAndAnswer) {
   EXPECT_EQ(calc.server.connectionCount(), 0);
 }
 
+// Idle connections wait for their next request without a time limit that would end
+// them soon (the default idle time-out is minutes): stop has to end the wait.
+TEST(TcpServer, StopEndsConnectionsThatWaitAndOnesThatKeepCalling) {
+  TcpCalc calc;
+  zubJexResponse answer;
+  RawClient waiting(calc.name);
+  ASSERT_TRUE(waiting.exchange(framed(addCall()), answer));
+  std::atomic<int> calls{0};
+  std::thread caller([&] {
+    RawClient busy(calc.name);
+    zubJexResponse sum;
+    while (calls < 1000000 && busy.exchange(framed(addCall()), sum)) ++calls;
+  });
+  while (calls < 10) std::this_thread::yield();
+  calc.server.stop();
+  caller.join();
+  EXPECT_EQ(calc.server.connectionCount(), 0);
+  EXPECT_FALSE(waiting.exchange(framed(addCall()), answer));
+}
+
 TEST(TcpServer, AnswersAnUnreadableMessageAndKeepsTheConnection) {
   TcpCalc calc;
   RawClient raw(calc.name);

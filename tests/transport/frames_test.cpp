@@ -4,6 +4,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
+
 #include "tcp_test_support.h"
 #include "transport/address.h"
 #include "transport/frame_ostream.h"
@@ -29,23 +31,19 @@ std::string messageOf(const zubJexFrameReader& reader) {
 }
 
 // What a reader with a limit of 100 bytes makes of `bytes` from a peer that closes the
-// connection after them when `close`, with 30 ms for each wait: the message of a frame,
-// "<closed>", "<woken>" (by a wake descriptor that is ready when `wake`), "<timed out>",
-// or the text of the error raised.
-std::string readOne(const std::string& bytes, bool close, bool wake = false) {
+// connection after them when `close`, with 30 ms for each wait, after the reader's
+// receiving side was shut down when `shut`: the message of a frame, "<closed>",
+// "<timed out>", or the text of the error raised.
+std::string readOne(const std::string& bytes, bool close, bool shut = false) {
   SocketPair pair;
   sendBytes(pair.peer, bytes);
   if (close) pair.peer.close();
-  int wakeFds[2];
-  EXPECT_EQ(::pipe(wakeFds), 0);
-  EXPECT_EQ(wake ? ::write(wakeFds[1], "x", 1) : 1, 1);
+  if (shut) pair.reader.shutdownReceiving();
   zubJexFrameReader reader(100);
   zubJexFrameReader::Result result = zubJexFrameReader::kFrame;
-  xrcunihandle<xthrowable> error = raisedBy(
-      [&] { result = reader.read(pair.reader, zubTcpDeadline::after(30), 30, wakeFds[0]); });
-  ::close(wakeFds[0]);
-  ::close(wakeFds[1]);
-  const char* ends[] = {"", "<closed>", "<woken>", "<timed out>"};
+  xrcunihandle<xthrowable> error =
+      raisedBy([&] { result = reader.read(pair.reader, zubTcpDeadline::after(30), 30); });
+  const char* ends[] = {"", "<closed>", "<timed out>"};
   if (error) return descriptionOf(error.get());
   return result == zubJexFrameReader::kFrame ? messageOf(reader) : ends[result];
 }
@@ -94,7 +92,8 @@ TEST(FrameReader, EndsTheWaitBeforeAFrameAndRefusesFramesTooLargeCutShortOrLate)
   const char* cutShort = "connection closed by peer in the middle of a message";
   const std::string header5("\x05\x00\x00\x00", 4);
   EXPECT_EQ(readOne("", true), "<closed>");
-  EXPECT_EQ(readOne("", false, true), "<woken>");
+  EXPECT_EQ(readOne("", false, true), "<closed>");  // the server's stop
+  EXPECT_EQ(readOne(header5 + "abcde", false, true), "abcde");
   EXPECT_EQ(readOne("", false), "<timed out>");
   EXPECT_EQ(readOne(std::string("\x65\x00\x00\x00", 4), false),  // length above the limit
             "frame of 101 bytes from peer exceeds the limit of 100 bytes");
@@ -104,6 +103,23 @@ TEST(FrameReader, EndsTheWaitBeforeAFrameAndRefusesFramesTooLargeCutShortOrLate)
   EXPECT_EQ(readOne(header5 + "ab", true), cutShort);                       // message cut short
   EXPECT_EQ(readOne(header5 + "ab", false), "timed out waiting for peer");  // message late
   EXPECT_EQ(readOne(header5 + "abcde", false), "abcde");
+}
+
+// A receive may block in the kernel for the socket's receive timeout, but never past
+// its own deadline, whichever of the two is longer.
+TEST(TcpSocket, AReceiveEndsAtItsDeadlineWhateverTheReceiveTimeout) {
+  for (int receiveTimeoutMs : {0, 20, 30, 60000}) {
+    SocketPair pair;
+    pair.reader.setReceiveTimeout(receiveTimeoutMs);
+    char byte;
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(pair.reader.tryReceive(&byte, 1, zubTcpDeadline::after(30)), zubTcpSocket::kTimedOut)
+        << receiveTimeoutMs;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10))
+        << receiveTimeoutMs;
+    sendBytes(pair.peer, "x");
+    EXPECT_EQ(pair.reader.tryReceive(&byte, 1, zubTcpDeadline::after(30)), 1u) << receiveTimeoutMs;
+  }
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // The client's TCP transport against scripted servers: connection failures, servers that
 // die, stall or send too much, and the connection kept or made anew between exchanges.
+#include <future>
+
 #include "tcp_test_support.h"
 
 using namespace jex_test;
@@ -82,6 +84,34 @@ TEST(TcpTransport, KeepsTheConnectionUntilAnErrorIsReportedAndReconnects) {
   server.join();
   server.serveOnce(answering(1));
   EXPECT_EQ(exchange(transport).toInt(), 3);  // on a new connection
+}
+
+TEST(TcpTransport, BytesThatNobodyAskedForMakeTheNextExchangeReconnect) {
+  zubTcpListener listener = zubTcpListener::listen("127.0.0.1", 0);
+  std::promise<void> answered, strayed;
+  std::thread server([&] {
+    const std::string answer = framed(responseBytes("addResponse", zubJexResponseValue, xint(3)));
+    zubJexFrameReader reader(1024);
+    zubTcpSocket first = listener.accept(zubTcpDeadline::after(5000), -1);
+    if (readFrame(first, reader)) sendBytes(first, answer);
+    answered.get_future().wait();
+    sendBytes(first, "x");
+    strayed.set_value();
+    zubTcpSocket second = listener.accept(zubTcpDeadline::after(5000), -1);
+    if (second.isOpen() && readFrame(second, reader)) sendBytes(second, answer);
+  });
+  zubJexTcpOptions options;
+  options.ioTimeoutMs = 2000;
+  zubJexTcpTransport transport(options);
+  transport.open(listener.address().c_str());
+  xany first, second;
+  EXPECT_FALSE(raisedBy([&] { first = exchange(transport); }));
+  answered.set_value();
+  strayed.get_future().wait();
+  EXPECT_FALSE(raisedBy([&] { second = exchange(transport); }));  // on the second connection
+  server.join();
+  EXPECT_EQ(first.toInt(), 3);
+  EXPECT_EQ(second.toInt(), 3);
 }
 
 TEST(TcpTransport, MalformedServerNameIsRefused) {
