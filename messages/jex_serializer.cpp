@@ -30,14 +30,8 @@ xstring ReturnTypeName(const xrtti* returnType) {
   return returnType != nullptr ? returnType->getName() : xstring();
 }
 
-xrtti* ReturnTypeByName(const xstring& name) {
-  return name.IsNil() ? nullptr : zubRttiGetFromMap(name.CastToCString());
-}
-
 void ReadTag(zubBinDeserializer& in, const xstring& expected, const char* mismatch) {
-  xstring tag;
-  in.readString(tag);
-  if (tag != expected) xthrowException(mismatch);  // nil equals no tag
+  if (!in.readTextEquals(expected)) xthrowException(mismatch);
 }
 
 // The object in a value that must hold a sequence object or nil. Any other kind is
@@ -74,8 +68,8 @@ void zubJEXSerializer::writeCall(btkOStream* stream, zubJexCall& call, zubJexPro
     out.writeText(callTag);
     out.writeText(call.peekName());
     out.writeText(ReturnTypeName(call.getReturnType()));
-    out.writeAny(xany(static_cast<xobject*>(call.peekParamNames())));
-    out.writeAny(xany(static_cast<xobject*>(call.peekParamValues())));
+    out.writeObjectValue(call.peekParamNames());
+    out.writeObjectValue(call.peekParamValues());
     WriteByte(stream, call.getIsAsync() ? 1 : 0);
     WriteByte(stream, kEndByte);
   });
@@ -90,19 +84,18 @@ void zubJEXSerializer::readCall(btkIStream* stream, zubJexCall& call, zubJexProx
     ReadTag(in, callTag, "invalid call format");
     xstring name;
     in.readString(name);
-    xstring returnTypeName;
-    in.readString(returnTypeName);
+    xrtti* returnType = in.readTypeByName();
     xany names;
-    in.readAny(names);
+    in.readValue(names);
     xobject* namesObject = SequenceObject(names, "invalid parameter names");
     xany values;
-    in.readAny(values);
+    in.readValue(values);
     xobject* valuesObject = SequenceObject(values, "invalid parameter values");
     const unsigned char isAsync = ReadByte(stream);
     ReadByte(stream);  // the end byte, not examined
 
     call.setName(std::move(name));
-    call.setReturnType(ReturnTypeByName(returnTypeName));
+    call.setReturnType(returnType);
     call.setParamNames(xrchandle<xstringsequence>(xstringsequence::softcast(namesObject)));
     call.setParamValues(xrchandle<xanysequence>(xanysequence::softcast(valuesObject)));
     call.setIsAsync(isAsync != 0);
@@ -120,7 +113,7 @@ void zubJEXSerializer::writeResponse(btkOStream* stream, zubJexResponse& respons
     const int32_t kind = response.getKind();
     stream->Write(&kind, sizeof kind);
     out.writeText(ReturnTypeName(response.getReturnType()));
-    out.writeAny(response.getObject());
+    out.writeValue(response.getObject());
     out.writeText(response.peekFaultCode());
     out.writeText(response.peekFaultString());
     WriteByte(stream, kEndByte);
@@ -138,10 +131,9 @@ void zubJEXSerializer::readResponse(btkIStream* stream, zubJexResponse& response
     in.readString(name);
     int32_t kind = 0;
     stream->Read(&kind, sizeof kind);
-    xstring returnTypeName;
-    in.readString(returnTypeName);
+    xrtti* returnType = in.readTypeByName();
     xany object;
-    in.readAny(object);
+    in.readValue(object);
     xstring faultCode;
     in.readString(faultCode);
     xstring faultString;
@@ -150,7 +142,7 @@ void zubJEXSerializer::readResponse(btkIStream* stream, zubJexResponse& response
 
     response.setName(std::move(name));
     response.setKind(static_cast<zubJexResponseKind>(kind));
-    response.setReturnType(ReturnTypeByName(returnTypeName));
+    response.setReturnType(returnType);
     response.setObject(std::move(object));
     response.setFaultCode(std::move(faultCode));
     response.setFaultString(std::move(faultString));

@@ -12,27 +12,16 @@ zubJEXSerializerObjectListener::zubJEXSerializerObjectListener(zubJexProxyMap* p
   if (proxyMap == nullptr) xthrowException("invalid parameters");
 }
 
-bool zubJEXSerializerObjectListener::isRemoteInterface(xobject* object, const xrttiobject* type) {
-  for (int i = 0; i < knownTypeCount; ++i) {
-    if (knownTypes[i].type == type) return knownTypes[i].isProxy;
-  }
-  zubBinS11nRtti* descriptor = nullptr;
-  if (const zubS11nTypeEntry* entry = zubS11nFindType(object)) {
-    descriptor = entry->descriptor;
-  } else {
-    const xstring typeName = object->getZubTypeName();
-    descriptor = zubBinS11nRttiGetDescriptor(typeName.CastToCString());
-    if (descriptor == nullptr) xthrowException(xstring("invalid s11n descriptor: ") + typeName);
-  }
-  const bool isProxy = descriptor->isProxy(nullptr);
-  if (type != nullptr && knownTypeCount < kKnownTypesMax) {
-    knownTypes[knownTypeCount++] = KnownType{type, isProxy};
-  }
-  return isProxy;
+bool zubJEXSerializerObjectListener::isRemoteInterface(xobject* object) {
+  if (const zubS11nTypeEntry* entry = zubS11nFindType(object)) return entry->isProxy;
+  const xstring typeName = object->getZubTypeName();
+  zubBinS11nRtti* descriptor = zubBinS11nRttiGetDescriptor(typeName.CastToCString());
+  if (descriptor == nullptr) xthrowException(xstring("invalid s11n descriptor: ") + typeName);
+  return descriptor->isProxy(nullptr);
 }
 
 void zubJEXSerializerObjectListener::onPostObjectWrite(xobject* object, zubSerializer* serializer) {
-  if (!isRemoteInterface(object, object->getRtti())) return;
+  if (!isRemoteInterface(object)) return;
 
   const xstring typeName = object->getZubTypeName();
   zubS11nJexProxy* proxy = zubS11nCastToJexProxy(object);

@@ -31,19 +31,10 @@ class ZUBJEX_EXPORT zubJEXSerializerObjectListener : public zubBinSerializerList
   void onPostObjectWrite(xobject* object, zubSerializer* serializer) override;
 
  private:
-  // Whether the type's descriptor is a proxy's; remembered for the first few types met
-  // in the message, so that objects of a type seen before cost no descriptor lookup.
-  bool isRemoteInterface(xobject* object, const xrttiobject* type);
-
-  struct KnownType {
-    const xrttiobject* type;
-    bool isProxy;
-  };
-  static constexpr int kKnownTypesMax = 4;
+  // Whether the type's descriptor is a proxy's.
+  static bool isRemoteInterface(xobject* object);
 
   zubJexProxyMap* proxyMap;
-  KnownType knownTypes[kKnownTypesMax];
-  int knownTypeCount = 0;
 };
 
 class ZUBJEX_EXPORT zubJEXDeserializerObjectListener : public zubBinDeserializerListener {

@@ -71,6 +71,9 @@ class ZUBPLATFORM_EXPORT btkMemIStream : public btkIStream {
     return at;
   }
 
+  // The next `count` bytes without consuming them, or null when fewer remain.
+  const uint8_t* Peek(size_t count) const { return count <= size_ - pos_ ? data_ + pos_ : nullptr; }
+
   size_t position() const { return pos_; }
   size_t remaining() const { return size_ - pos_; }
   // Starts again over another range.

@@ -14,12 +14,15 @@
 #include "serialization/type_lookup.h"
 
 // The slot of a short text read; `text` and `size` repeat the buffer's text so that a
-// match is a few word compares without a visit to the buffer; `descriptor` is valid while
-// `generation` equals the type registry's (0: not known).
+// match is a few word compares without a visit to the buffer. What the slot remembers
+// of the type of that name is valid while its generation equals the type registry's
+// (0: not known).
 struct zubSharedStringSlot {
   btkStrBuf* buffer;
-  zubBinS11nRtti* descriptor;
-  uint64_t generation;
+  zubBinS11nRtti* descriptor;  // of the type of that name, valid in descriptorGeneration
+  xrtti* type;                 // the type of that name, valid in typeGeneration
+  uint64_t descriptorGeneration;
+  uint64_t typeGeneration;
   uint64_t size;
   char text[24];
 };
@@ -112,6 +115,18 @@ zubBinS11nRtti* DescriptorOrThrow(const xstring& typeName) {
   return d;
 }
 
+// The descriptor of the type named by the text in `slot`, remembered there while the
+// type registry is unchanged; raises as DescriptorOrThrow.
+zubBinS11nRtti* SlotDescriptorOrThrow(zubSharedStringSlot& slot) {
+  const uint64_t generation = zubRttiGeneration();
+  if (slot.descriptorGeneration != generation) {
+    const xstring typeName(__xstring_c{slot.buffer, slot.buffer->MB(), nullptr}, true);
+    slot.descriptor = DescriptorOrThrow(typeName);
+    slot.descriptorGeneration = generation;
+  }
+  return slot.descriptor;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------
@@ -177,22 +192,7 @@ void zubBinSerializer::writeObject(xobject* object) {
   if (listener_ != nullptr) listener_->onPostObjectWrite(object, this);
 }
 
-void zubBinSerializer::writeContents(zubBinS11nRtti* descriptor, xobject* object) {
-  if (descriptor == zubBinAnySequenceDescriptor() && isExact()) {
-    const xanysequence& seq = *static_cast<const xanysequence*>(object);
-    const int32_t n = seq.getCount();
-    writePrimitive(n);
-    for (int32_t i = 0; i < n; ++i) writeTagged<true>(seq.itemAt(i));
-  } else if (descriptor == zubBinStringSequenceDescriptor() && isExact()) {
-    const xstringsequence& seq = *static_cast<const xstringsequence*>(object);
-    const int32_t n = seq.getCount();
-    writePrimitive(n);
-    for (int32_t i = 0; i < n; ++i) writeText(seq.itemAt(i));
-  } else {
-    descriptor->serialize(this, xrcunihandle<xobject>(object));
-  }
-}
-
+// A memory stream cannot tell one Write of the tag and the content from several.
 bool zubBinSerializer::writeInPlace(const xany& value) {
   const __xanykind kind = value.getKind();
   switch (kind) {
@@ -229,10 +229,24 @@ bool zubBinSerializer::writeInPlace(const xany& value) {
   }
 }
 
+void zubBinSerializer::writeContents(zubBinS11nRtti* descriptor, xobject* object) {
+  if (descriptor == zubBinAnySequenceDescriptor() && isExact()) {
+    const xanysequence& seq = *static_cast<const xanysequence*>(object);
+    const int32_t n = seq.getCount();
+    writePrimitive(n);
+    for (int32_t i = 0; i < n; ++i) writeValue(seq.itemAt(i));
+  } else if (descriptor == zubBinStringSequenceDescriptor() && isExact()) {
+    const xstringsequence& seq = *static_cast<const xstringsequence*>(object);
+    const int32_t n = seq.getCount();
+    writePrimitive(n);
+    for (int32_t i = 0; i < n; ++i) writeText(seq.itemAt(i));
+  } else {
+    descriptor->serialize(this, xrcunihandle<xobject>(object));
+  }
+}
+
 template <bool kExact>
 void zubBinSerializer::writeTagged(const xany& value) {
-  // A memory stream cannot tell one Write of the tag and the content from several.
-  if (kExact && memory_ != nullptr && writeInPlace(value)) return;
   const __xanykind kind = value.getKind();
   writePrimitive(static_cast<unsigned char>(kind));
   switch (kind) {
@@ -266,6 +280,12 @@ template void zubBinSerializer::writeTagged<true>(const xany& value);
 
 void zubBinSerializer::writeAny(xany value) { writeTagged<false>(value); }
 
+void zubBinSerializer::writeObjectValue(xobject* object) {
+  if (object == nullptr) return writePrimitive(static_cast<unsigned char>(xany_nil));
+  writePrimitive(static_cast<unsigned char>(xany_object));
+  zubBinSerializer::writeObject(object);
+}
+
 // ---------------------------------------------------------------------------------------
 // Reading
 
@@ -284,7 +304,7 @@ zubBinDeserializer::zubBinDeserializer(btkIStream* stream)
   CheckStreamMode(stream_);
 }
 
-zubSharedStringSlot* zubBinDeserializer::readSharedString(xstring& s, uint64_t size) {
+zubSharedStringSlot* zubBinDeserializer::readSharedSlot(uint64_t size) {
   uint8_t local[kSharedStringMax];
   const uint8_t* text = local;
   if (memory_ != nullptr) {
@@ -294,20 +314,49 @@ zubSharedStringSlot* zubBinDeserializer::readSharedString(xstring& s, uint64_t s
   }
   zubSharedStringSlot& slot = shared_[SharedStringHash(text, size)];
   btkStrBuf* buffer = slot.buffer;
-  if (buffer == nullptr || slot.size != size ||
-      !SameShortText(reinterpret_cast<const uint8_t*>(slot.text), text, size)) {
-    (void)&sharedStringsOwner;  // made with the first buffer the thread keeps
-    btkStrBuf* fresh = btkStrBuf::CopyMB(reinterpret_cast<const char*>(text), size);
-    if (buffer != nullptr) buffer->Unlock();
-    slot.buffer = fresh;
-    slot.descriptor = nullptr;
-    slot.generation = 0;
-    slot.size = size;
-    std::memcpy(slot.text, text, size);
-    buffer = fresh;
+  if (buffer != nullptr && slot.size == size &&
+      SameShortText(reinterpret_cast<const uint8_t*>(slot.text), text, size)) {
+    return &slot;
   }
-  s = xstring(__xstring_c{buffer, buffer->MB(), nullptr}, true);
+  (void)&sharedStringsOwner;  // made with the first buffer the thread keeps
+  btkStrBuf* fresh = btkStrBuf::CopyMB(reinterpret_cast<const char*>(text), size);
+  if (buffer != nullptr) buffer->Unlock();
+  slot = zubSharedStringSlot{fresh, nullptr, nullptr, 0, 0, size, {}};
+  std::memcpy(slot.text, text, size);
   return &slot;
+}
+
+void zubBinDeserializer::readSharedString(xstring& s, uint64_t size) {
+  btkStrBuf* buffer = readSharedSlot(size)->buffer;
+  s = xstring(__xstring_c{buffer, buffer->MB(), nullptr}, true);
+}
+
+bool zubBinDeserializer::readTextEquals(const xstring& expected) {
+  const uint64_t size = readStringSize();
+  if (size == 0 || size > kSharedStringMax) {
+    xstring text;
+    readString(text, size);
+    return text == expected;
+  }
+  const zubSharedStringSlot* slot = readSharedSlot(size);
+  return !expected.IsNil() && expected.GetMBSize() == size &&
+         std::memcmp(expected.CastToCString(), slot->text, size) == 0;
+}
+
+xrtti* zubBinDeserializer::readTypeByName() {
+  const uint64_t size = readStringSize();
+  if (size == 0 || size > kSharedStringMax) {
+    xstring name;
+    readString(name, size);
+    return name.IsNil() ? nullptr : zubRttiGetFromMap(name.CastToCString());
+  }
+  zubSharedStringSlot* slot = readSharedSlot(size);
+  const uint64_t generation = zubRttiGeneration();
+  if (slot->typeGeneration != generation) {
+    slot->type = zubRttiGetFromMap(slot->buffer->MB());
+    slot->typeGeneration = generation;
+  }
+  return slot->type;
 }
 
 uint64_t zubBinDeserializer::readStringSize() {
@@ -368,18 +417,7 @@ void zubBinDeserializer::readString(xstring& s, uint64_t size) {
 
 void zubBinDeserializer::readString(xstring& value) { readString(value, readStringSize()); }
 
-xobject* zubBinDeserializer::createObject(xstring& typeName, zubSharedStringSlot* slot) {
-  zubBinS11nRtti* descriptor = nullptr;
-  const uint64_t generation = slot != nullptr ? zubRttiGeneration() : 0;
-  if (slot != nullptr && slot->generation == generation) {
-    descriptor = slot->descriptor;
-  } else {
-    descriptor = DescriptorOrThrow(typeName);
-    if (slot != nullptr) {
-      slot->descriptor = descriptor;
-      slot->generation = generation;
-    }
-  }
+xobject* zubBinDeserializer::createObject(zubBinS11nRtti* descriptor) {
   if (xobject* sequence = readSequenceInPlace(descriptor)) return sequence;
   void* instance = descriptor->create();
   try {
@@ -389,6 +427,38 @@ xobject* zubBinDeserializer::createObject(xstring& typeName, zubSharedStringSlot
     throw;
   }
   return descriptor->cast(instance);
+}
+
+bool zubBinDeserializer::readInPlace(xany& value) {
+  const uint8_t* at = memory_->Peek(1);
+  if (at == nullptr) return false;
+  switch (at[0]) {
+    case xany_uninit:
+    case xany_nil:
+      memory_->Consume(1);
+      value = at[0] == xany_nil ? xany::Nil() : xany::Uninit();
+      return true;
+    case xany_int: {
+      at = memory_->Peek(1 + sizeof(int32_t));
+      if (at == nullptr) return false;
+      int32_t v;
+      std::memcpy(&v, at + 1, sizeof v);
+      memory_->Consume(1 + sizeof v);
+      value = static_cast<xint>(v);
+      return true;
+    }
+    case xany_long: {
+      at = memory_->Peek(1 + sizeof(int64_t));
+      if (at == nullptr) return false;
+      int64_t v;
+      std::memcpy(&v, at + 1, sizeof v);
+      memory_->Consume(1 + sizeof v);
+      value = static_cast<xlong>(v);
+      return true;
+    }
+    default:
+      return false;
+  }
 }
 
 int32_t zubBinDeserializer::readSequenceCount() {
@@ -427,7 +497,7 @@ xobject* zubBinDeserializer::readSequenceInPlace(zubBinS11nRtti* descriptor) {
   const int32_t count = readSequenceCount();
   if (values) {
     return ReadElements<xanysequence, xany>(xanysequence::create(), count,
-                                            [this](xany& v) { readTagged<true>(v); });
+                                            [this](xany& v) { readValue(v); });
   }
   return ReadElements<xstringsequence, xstring>(xstringsequence::create(), count,
                                                 [this](xstring& v) { readText(v); });
@@ -441,10 +511,10 @@ void zubBinDeserializer::readObject(xobject*& object) {
     return;
   }
   xstring typeName;
-  const uint64_t typeNameSize = readStringSize();
   zubSharedStringSlot* slot = nullptr;
+  const uint64_t typeNameSize = readStringSize();
   if (typeNameSize > 0 && typeNameSize <= kSharedStringMax) {
-    slot = readSharedString(typeName, typeNameSize);
+    slot = readSharedSlot(typeNameSize);
   } else {
     readString(typeName, typeNameSize);
   }
@@ -456,7 +526,8 @@ void zubBinDeserializer::readObject(xobject*& object) {
   } guard(depth_);
   if (depth_ > kMaxObjectDepth) xthrowException("object nesting too deep");
 
-  object = createObject(typeName, slot);
+  object =
+      createObject(slot != nullptr ? SlotDescriptorOrThrow(*slot) : DescriptorOrThrow(typeName));
   if (listener_ == nullptr) return;
   try {
     listener_->onPostObjectRead(object, this);

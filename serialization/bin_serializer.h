@@ -71,7 +71,12 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   void writeAny(xany value) override;
   // Writes `value` as writeAny does, without a copy and without virtual calls (for
   // callers that hold a zubBinSerializer itself, not a derived class).
-  void writeValue(const xany& value) { writeTagged<true>(value); }
+  void writeValue(const xany& value) {
+    if (memory_ == nullptr || !writeInPlace(value)) writeTagged<true>(value);
+  }
+  // Writes what writeValue writes for a value holding `object` (nil for null), without
+  // making that value.
+  void writeObjectValue(xobject* object);
 
  private:
   // One Write per field. A memory stream, whose Write is final, is called without the
@@ -138,7 +143,15 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   // Read as readString and readAny do, without virtual calls (for callers that hold a
   // zubBinDeserializer itself, not a derived class).
   void readText(xstring& value) { readString(value, readStringSize()); }
-  void readValue(xany& value) { readTagged<true>(value); }
+  void readValue(xany& value) {
+    if (memory_ == nullptr || !readInPlace(value)) readTagged<true>(value);
+  }
+  // Reads a string and tells whether it equals `expected` (the empty string on the wire
+  // reads as nil), without making a copy of a short one.
+  bool readTextEquals(const xstring& expected);
+  // Reads a string naming a type: the registered type of that name, null for the nil
+  // string or a name that is not registered.
+  xrtti* readTypeByName();
 
  private:
   // One Read per field; a memory stream is called without the virtual dispatch.
@@ -155,12 +168,12 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   }
   uint64_t readStringSize();
   void readString(xstring& s, uint64_t size);
-  // Reads a text of 1 to 24 bytes as a copy of the one this thread keeps for it; the
-  // slot that keeps it, valid until the next string read.
-  zubSharedStringSlot* readSharedString(xstring& s, uint64_t size);
-  // `slot`: the slot of the type name, when it was read into one; it remembers the
-  // descriptor found.
-  xobject* createObject(xstring& typeName, zubSharedStringSlot* slot = nullptr);
+  // Reads a text of 1 to 24 bytes into the slot where this thread keeps it (made afresh
+  // when the slot held another); the slot, valid until the next short text read.
+  zubSharedStringSlot* readSharedSlot(uint64_t size);
+  // Reads a text of 1 to 24 bytes as a copy of the one this thread keeps for it.
+  void readSharedString(xstring& s, uint64_t size);
+  xobject* createObject(zubBinS11nRtti* descriptor);
   // A new sequence read element by element (when this is exactly a zubBinDeserializer
   // and `descriptor` is a sequence descriptor), else null having read nothing.
   xobject* readSequenceInPlace(zubBinS11nRtti* descriptor);
@@ -169,6 +182,9 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   // unless kExact (the caller knows that this is exactly a zubBinDeserializer).
   template <bool kExact>
   void readTagged(xany& value);
+  // Reads the commonest values (no content, int, long) straight from a memory stream;
+  // false, having read nothing, for the others and when the stream holds too few bytes.
+  bool readInPlace(xany& value);
 
   btkIStream* stream_;
   zubBinDeserializerListener* listener_;

@@ -47,7 +47,10 @@ class ZUBJEX_EXPORT zubBinS11nRttiInterface : public zubBinS11nRtti {
 
   zubBinS11nRttiInterface(CreateFn createFn, CastFn castFn, SerializeFn serializeFn,
                           DeserializeFn deserializeFn)
-      : createFn(createFn), castFn(castFn), serializeFn(serializeFn), deserializeFn(deserializeFn) {}
+      : createFn(createFn),
+        castFn(castFn),
+        serializeFn(serializeFn),
+        deserializeFn(deserializeFn) {}
 
   void* create() override { return createFn(); }
   xobject* cast(void* instance) override { return castFn(instance); }

@@ -48,6 +48,7 @@ const zubS11nTypeEntry* zubS11nFindType(const xobject* object) {
   slot.name = name.getxstring_c();
   slot.type = type;
   slot.generation = generation;
-  slot.entry = zubS11nTypeEntry{descriptor, slot.name.text, name.GetMBSize()};
+  slot.entry =
+      zubS11nTypeEntry{descriptor, slot.name.text, name.GetMBSize(), descriptor->isProxy(nullptr)};
   return &slot.entry;
 }

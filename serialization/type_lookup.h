@@ -14,6 +14,7 @@ struct zubS11nTypeEntry {
   zubBinS11nRtti* descriptor;  // never null
   const char* name;            // the type name, size bytes (never empty)
   size_t size;
+  bool isProxy;  // the descriptor's isProxy(nullptr)
 };
 
 // The entry of the type of `object` (not null): the same descriptor and name as
