@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include "platform/dictionaries.h"
 #include "platform/handles.h"
 #include "platform/probe.h"
 #include "platform/sequences.h"
@@ -84,21 +83,6 @@ TEST(SequenceTest, CreateAppendAndSoftcast) {
   EXPECT_EQ(names->itemAt(5), "f");
   EXPECT_TRUE(names->itemAt(6).IsNil());
   EXPECT_EQ(names->getAt(0), "a");
-}
-
-TEST(DictionaryTest, LookupReportsPresence) {
-  xrchandle<xstringdictionary> d(xstringdictionary::create());
-  d->insert("k", "v");
-  xstring out("untouched");
-  EXPECT_FALSE(d->lookup("x", out));
-  EXPECT_TRUE(out == "untouched");
-  EXPECT_TRUE(d->lookup("k", out));
-  EXPECT_TRUE(out == "v");
-  xtsdictionary<int> t;
-  t.insert("a", 3);
-  int v = 0;
-  EXPECT_TRUE(t.lookup("a", v));
-  EXPECT_EQ(v, 3);
 }
 
 }  // namespace
