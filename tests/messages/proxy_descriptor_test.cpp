@@ -1,5 +1,5 @@
-// The calls that a proxy descriptor generates. What a server makes of them, and the
-// proxies that a descriptor creates, are seen in the client and server tests.
+// The calls and proxies that a proxy descriptor makes. What a server makes of the calls
+// is seen in the client and server tests.
 #include "examples/calc/calc_proxy.h"
 #include "serialization/descriptors.h"
 #include "test_support/jex_test_support.h"
@@ -68,6 +68,15 @@ TEST(ProxyDescriptorTest, UnknownMethodOrNoTableGivesFalseAndReleasesTheValues) 
   EXPECT_FALSE(noTable.createCall(call, "add", params));
   EXPECT_EQ(params->refCount(), 1);
   EXPECT_TRUE(call.getName().IsNil());
+}
+
+TEST(ProxyDescriptorTest, CreateProxyBindsServerAndId) {
+  xrcunihandle<xobject> made = calcDescriptor()->createProxy("calc-server", "");
+  CalcProxy* proxy = CalcProxy::softcast(made.get());
+  ASSERT_NE(proxy, nullptr);
+  EXPECT_EQ(made->refCount(), 1);
+  EXPECT_EQ(proxy->getServerUrl(), "calc-server");
+  EXPECT_EQ(proxy->getProxyId(), "");  // empty, not nil
 }
 
 // The identity part is found through one marker type; only proxies have it.
