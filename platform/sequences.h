@@ -19,8 +19,13 @@ class ZUBPLATFORM_EXPORT xstringsequence : public xobject {
  public:
   // A new empty sequence with no reference yet.
   static xstringsequence* create() { return new xstringsequence(); }
+  // As create(), with room for `capacity` elements made in the same allocation, so that
+  // appending that many allocates nothing more.
+  static xstringsequence* create(int32_t capacity);
   // Provided, so that making one does not first zero its inline storage.
   xstringsequence() {}
+  // Frees what either create made.
+  static void operator delete(void* memory) { ::operator delete(memory); }
   // The object as a string sequence, or null when it is none (or null).
   static xstringsequence* softcast(xobject* o);
 
@@ -46,15 +51,22 @@ class ZUBPLATFORM_EXPORT xstringsequence : public xobject {
   }
 
  private:
-  btkSmallVector<xstring, 4> items_;  // short lists (parameter names) need no allocation
+  template <class Seq, class Element>
+  friend Seq* btkCreateSequence(int32_t capacity);
+  static constexpr int32_t kInlineCount = 4;
+  xstringsequence(xstring* room, size_t capacity) : items_(room, capacity) {}
+  btkSmallVector<xstring, kInlineCount> items_;  // short lists (parameter names) need no allocation
 };
 
 // A list of xany values; type name "xanysequence".
 class ZUBPLATFORM_EXPORT xanysequence : public xobject {
   XOBJECT_DECLARE_RTTI(ZUBPLATFORM_EXPORT)
  public:
+  // As xstringsequence's.
   static xanysequence* create() { return new xanysequence(); }
-  xanysequence() {}  // as xstringsequence's
+  static xanysequence* create(int32_t capacity);
+  xanysequence() {}
+  static void operator delete(void* memory) { ::operator delete(memory); }
   static xanysequence* softcast(xobject* o);
 
   virtual int32_t getCount() const { return static_cast<int32_t>(items_.size()); }
@@ -77,7 +89,11 @@ class ZUBPLATFORM_EXPORT xanysequence : public xobject {
   }
 
  private:
-  btkSmallVector<xany, 4> items_;  // short lists (parameter values) need no allocation
+  template <class Seq, class Element>
+  friend Seq* btkCreateSequence(int32_t capacity);
+  static constexpr int32_t kInlineCount = 4;
+  xanysequence(xany* room, size_t capacity) : items_(room, capacity) {}
+  btkSmallVector<xany, kInlineCount> items_;  // short lists (parameter values) need no allocation
 };
 
 #endif  // ZUBJEX_PLATFORM_SEQUENCES_H_

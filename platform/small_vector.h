@@ -1,5 +1,6 @@
-// A growable array that keeps its first N elements inside itself and moves them to the
-// heap only beyond that, so that short lists cost no allocation of their own.
+// A growable array that keeps its first N elements inside itself (or in room that its
+// owner made for it) and moves them to the heap only beyond that, so that short lists
+// cost no allocation of their own.
 // Elements must be movable without raising. Not copyable; not thread-safe.
 #ifndef ZUBJEX_PLATFORM_SMALL_VECTOR_H_
 #define ZUBJEX_PLATFORM_SMALL_VECTOR_H_
@@ -12,11 +13,14 @@ template <class T, size_t N>
 class btkSmallVector {
  public:
   btkSmallVector() = default;
+  // Keeps its first `capacity` elements in `room`, which the caller made and keeps for
+  // the life of the array, instead of inside itself.
+  btkSmallVector(T* room, size_t capacity) : data_(room), fixed_(room), capacity_(capacity) {}
   btkSmallVector(const btkSmallVector&) = delete;
   btkSmallVector& operator=(const btkSmallVector&) = delete;
   ~btkSmallVector() {
     clear();
-    if (data_ != inlineData()) ::operator delete(data_);
+    if (data_ != fixed_) ::operator delete(data_);
   }
 
   size_t size() const { return size_; }
@@ -45,20 +49,20 @@ class btkSmallVector {
   }
 
  private:
-  T* inlineData() { return reinterpret_cast<T*>(inline_); }
   void relocate(size_t capacity) {
     T* fresh = static_cast<T*>(::operator new(capacity * sizeof(T)));
     for (size_t i = 0; i < size_; ++i) {
       new (fresh + i) T(std::move(data_[i]));
       data_[i].~T();
     }
-    if (data_ != inlineData()) ::operator delete(data_);
+    if (data_ != fixed_) ::operator delete(data_);
     data_ = fresh;
     capacity_ = capacity;
   }
 
   alignas(T) unsigned char inline_[N * sizeof(T)];
   T* data_ = reinterpret_cast<T*>(inline_);
+  T* fixed_ = data_;  // the room that is not the heap's
   size_t size_ = 0;
   size_t capacity_ = N;
 };

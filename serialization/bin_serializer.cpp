@@ -360,6 +360,13 @@ xrtti* zubBinDeserializer::readTypeByName() {
 }
 
 uint64_t zubBinDeserializer::readStringSize() {
+  if (memory_ != nullptr) {
+    const uint8_t* at = memory_->Peek(2);
+    if (at != nullptr && at[0] == kWidth1) {
+      memory_->Consume(2);
+      return at[1];
+    }
+  }
   unsigned char width = 0;
   readPrimitive(width);
   switch (width) {
@@ -470,12 +477,12 @@ int32_t zubBinDeserializer::readSequenceCount() {
 
 namespace {
 
-// Reads the elements of `seq` with `readElement(element)` and appends them; frees the
-// sequence when a read fails.
+// Reads `count` elements with `readElement(element)` into a new sequence made with room
+// for the first kZubSequenceReserveMax of them; frees the sequence when a read fails.
 template <class Seq, class Element, class ReadElement>
-Seq* ReadElements(Seq* seq, int32_t count, ReadElement&& readElement) {
+Seq* ReadElements(int32_t count, ReadElement&& readElement) {
+  Seq* seq = Seq::create(std::min(count, kZubSequenceReserveMax));
   try {
-    seq->reserve(std::min(count, kZubSequenceReserveMax));
     for (int32_t i = 0; i < count; ++i) {
       Element element;
       readElement(element);
@@ -496,11 +503,9 @@ xobject* zubBinDeserializer::readSequenceInPlace(zubBinS11nRtti* descriptor) {
   if (typeid(*this) != typeid(zubBinDeserializer)) return nullptr;
   const int32_t count = readSequenceCount();
   if (values) {
-    return ReadElements<xanysequence, xany>(xanysequence::create(), count,
-                                            [this](xany& v) { readValue(v); });
+    return ReadElements<xanysequence, xany>(count, [this](xany& v) { readValue(v); });
   }
-  return ReadElements<xstringsequence, xstring>(xstringsequence::create(), count,
-                                                [this](xstring& v) { readText(v); });
+  return ReadElements<xstringsequence, xstring>(count, [this](xstring& v) { readText(v); });
 }
 
 void zubBinDeserializer::readObject(xobject*& object) {

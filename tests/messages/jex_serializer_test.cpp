@@ -11,6 +11,7 @@
 #include "platform/memory_streams.h"
 #include "platform/rtti_registry.h"
 #include "platform/sequences.h"
+#include "test_support/piecewise_streams.h"
 
 namespace {
 
@@ -42,16 +43,23 @@ void Read(btkIStream* i, zubJexResponse& r, zubJexProxyMap* m) {
 }
 
 // Writes the record that `build` fills and expects `bytes`; reads `bytes` into `read`,
-// consuming all of them, and writes `read` again to the same bytes.
+// consuming all of them, and writes `read` again to the same bytes. Memory streams and
+// streams of another kind give the same bytes.
 template <class Record, class Build>
 void BothWays(const Build& build, const std::string& bytes, Record& read, zubJexProxyMap* map) {
   btkMemOStream out;
+  jex_test::PiecewiseOStream pieces;
   {
     Record built;
     build(built);
     Write(&out, built, map);
+    Write(&pieces, built, map);
   }
   EXPECT_EQ(Hex(out.str()), Hex(bytes));
+  EXPECT_EQ(Hex(pieces.bytes), Hex(bytes));
+  jex_test::PiecewiseIStream piecewiseIn(bytes);
+  Read(&piecewiseIn, read, map);
+  EXPECT_EQ(piecewiseIn.remaining(), 0u);
   btkMemIStream in(bytes);
   Read(&in, read, map);
   EXPECT_EQ(in.remaining(), 0u);
@@ -200,6 +208,28 @@ TEST_F(JexSerializerTest, ConcurrentReadersShareTheEncoder) {
   for (size_t t = 0; t < kept.size(); ++t) {
     EXPECT_EQ(good[t], 200);
     EXPECT_TRUE(kept[t] == "s");
+  }
+}
+
+// A message cut at any offset fails alike from a memory stream and from a stream of
+// another kind, which the reader takes field by field.
+TEST_F(JexSerializerTest, CutMessagesFailAlikeFromEveryStreamKind) {
+  const std::string proxyCall = Str("JEXCall") + Str("IFoo:link") + kNil +
+                                Seq("xstringsequence", 1) + Str("this") + Seq("xanysequence", 1) +
+                                Bytes({0x0A, 0x00}) + Str("IFoo") + Str("42") + Bytes({0x00, 0x0A});
+  for (const std::string& message : {kAddCall, proxyCall}) {
+    for (size_t cut = 0; cut < message.size(); ++cut) {
+      SCOPED_TRACE(cut);
+      const std::string head = message.substr(0, cut);
+      const Failure fromMemory = ReadCall(head);
+      const Failure fromPieces = Capture([&] {
+        jex_test::PiecewiseIStream in(head);
+        Jex()->readCall(&in, call, &map, "srv");
+      });
+      EXPECT_TRUE(fromMemory.raised);
+      EXPECT_EQ(fromPieces.text, fromMemory.text);
+      EXPECT_EQ(fromPieces.cause, fromMemory.cause);
+    }
   }
 }
 
