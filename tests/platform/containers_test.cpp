@@ -85,4 +85,27 @@ TEST(SequenceTest, CreateAppendAndSoftcast) {
   EXPECT_EQ(names->getAt(0), "a");
 }
 
+// Room made with the sequence holds the first elements, more go to the heap; clearing
+// releases every element and keeps the sequence usable. ASan checks the frees.
+TEST(SequenceTest, RoomMadeWithTheSequenceAndClear) {
+  xrchandle<xanysequence> probe(xanysequence::create());
+  const xany element(static_cast<xobject*>(probe.get()));
+  for (int32_t room : {0, 4, 5, 16}) {
+    xrchandle<xanysequence> values(xanysequence::create(room));
+    xrchandle<xstringsequence> names(xstringsequence::create(room));
+    for (int i = 0; i < 20; ++i) {
+      values->append(element);
+      names->append(xstring("n"));
+    }
+    EXPECT_EQ(probe->refCount(), 22) << room;
+    values->clear();
+    EXPECT_EQ(values->getCount(), 0);
+    EXPECT_EQ(probe->refCount(), 2);
+    values->append(element);
+    EXPECT_EQ(values->itemAt(0).toObject(), probe.get());
+    EXPECT_EQ(names->itemAt(19), "n");
+  }
+  EXPECT_EQ(probe->refCount(), 2);
+}
+
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <string>
 #include <vector>
 
 #include "platform/exceptions.h"
@@ -29,6 +31,21 @@ TEST(MemoryStreamTest, ReadPastTheEndRaisesAndConsumesNothing) {
   char two[2];
   in.Read(two, 2);
   EXPECT_EQ(raisedText([&] { in.Read(two, 2); }), "unexpected end of stream");
+  EXPECT_EQ(in.position(), 2u);
+}
+
+// Fields put together or taken in place count as written or read at once.
+TEST(MemoryStreamTest, InPlaceAccess) {
+  btkMemOStream out;
+  out.Write("a", 1);
+  std::memcpy(out.Extend(300), std::string(300, 'b').data(), 300);
+  EXPECT_EQ(out.str(), "a" + std::string(300, 'b'));
+  const char bytes[] = {1, 2, 3};
+  btkMemIStream in(bytes, sizeof bytes);
+  EXPECT_EQ(in.Peek(4), nullptr);
+  EXPECT_EQ(in.Peek(3)[2], 3);
+  EXPECT_EQ(in.Consume(2)[1], 2);
+  EXPECT_EQ(raisedText([&] { in.Consume(2); }), "unexpected end of stream");
   EXPECT_EQ(in.position(), 2u);
 }
 
