@@ -62,7 +62,7 @@ thread_local SharedStringsOwner sharedStringsOwner;
 
 // The n bytes at p (n from 1 to 8) as a little-endian number, zero above them, read
 // with loads that stay inside the n bytes.
-uint64_t LoadUpTo8(const uint8_t* p, size_t n) {
+inline uint64_t LoadUpTo8(const uint8_t* p, size_t n) {
   if (n >= 8) {
     uint64_t v;
     std::memcpy(&v, p, 8);
@@ -80,7 +80,7 @@ uint64_t LoadUpTo8(const uint8_t* p, size_t n) {
 }
 
 // Whether the n bytes at a and b (n from 1 to 24) are the same.
-bool SameShortText(const uint8_t* a, const uint8_t* b, size_t n) {
+inline bool SameShortText(const uint8_t* a, const uint8_t* b, size_t n) {
   if (n < 8) return LoadUpTo8(a, n) == LoadUpTo8(b, n);
   uint64_t diff =
       (LoadUpTo8(a, 8) ^ LoadUpTo8(b, 8)) | (LoadUpTo8(a + n - 8, 8) ^ LoadUpTo8(b + n - 8, 8));
@@ -88,13 +88,13 @@ bool SameShortText(const uint8_t* a, const uint8_t* b, size_t n) {
   return diff == 0;
 }
 
-// A cheap spread of short texts (1 to 24 bytes) over the slots: the size and the first
-// and last eight bytes. The slot's content decides.
-size_t SharedStringHash(const uint8_t* text, size_t size) {
-  const uint64_t head = LoadUpTo8(text, size < 8 ? size : 8);
-  const uint64_t tail = size > 8 ? LoadUpTo8(text + size - 8, 8) : 0;
-  const uint64_t mixed = (head * 0x9E3779B97F4A7C15ull) ^ (tail * 0xC2B2AE3D27D4EB4Full) ^ size;
-  return static_cast<size_t>((mixed ^ (mixed >> 29)) % kSharedStringSlots);
+// A cheap spread of short texts (1 to 24 bytes) over the slots: the first, middle and
+// last bytes and the size, mixed by one multiplication. The slot's content decides.
+inline size_t SharedStringHash(const uint8_t* text, size_t size) {
+  static_assert(kSharedStringSlots == 128, "the hash keeps the top 7 bits");
+  const uint32_t key = text[0] | (uint32_t{text[size / 2]} << 8) |
+                       (uint32_t{text[size - 1]} << 16) | (static_cast<uint32_t>(size) << 24);
+  return static_cast<size_t>((key * 0x9E3779B1u) >> 25);
 }
 
 // The stream as a memory stream when it is exactly one (cheaper than a dynamic_cast;
