@@ -10,7 +10,7 @@
 #include "platform/exceptions.h"
 #include "platform/rtti_registry.h"
 #include "serialization/descriptors.h"
-#include "serialization/sequence_descriptors.h"
+#include "serialization/sequence_rtti.h"
 #include "serialization/type_lookup.h"
 
 // The slot of a short text read; `text` and `size` repeat the buffer's text so that a
@@ -20,7 +20,8 @@
 struct zubSharedStringSlot {
   btkStrBuf* buffer;
   zubBinS11nRtti* descriptor;  // of the type of that name, valid in descriptorGeneration
-  xrtti* type;                 // the type of that name, valid in typeGeneration
+  const zubBinS11nSequenceRtti* sequence;  // the descriptor as a sequence one, or null
+  xrtti* type;                             // the type of that name, valid in typeGeneration
   uint64_t descriptorGeneration;
   uint64_t typeGeneration;
   uint64_t size;
@@ -115,15 +116,19 @@ zubBinS11nRtti* DescriptorOrThrow(const xstring& typeName) {
   return d;
 }
 
-// The descriptor of the type named by the text in `slot`, remembered there while the
-// type registry is unchanged; raises as DescriptorOrThrow.
-zubBinS11nRtti* SlotDescriptorOrThrow(zubSharedStringSlot& slot) {
+// The descriptor of the type named by the text in `slot` (remembered there while the
+// type registry is unchanged) and, when it is a sequence descriptor, that one too;
+// raises as DescriptorOrThrow.
+zubBinS11nRtti* SlotDescriptorOrThrow(zubSharedStringSlot& slot,
+                                      const zubBinS11nSequenceRtti*& sequence) {
   const uint64_t generation = zubRttiGeneration();
   if (slot.descriptorGeneration != generation) {
     const xstring typeName(__xstring_c{slot.buffer, slot.buffer->MB(), nullptr}, true);
     slot.descriptor = DescriptorOrThrow(typeName);
+    slot.sequence = dynamic_cast<const zubBinS11nSequenceRtti*>(slot.descriptor);
     slot.descriptorGeneration = generation;
   }
+  sequence = slot.sequence;
   return slot.descriptor;
 }
 
@@ -174,21 +179,24 @@ void zubBinSerializer::writeSized(const char* text, uint64_t n) {
 
 void zubBinSerializer::writeString(xstring value) { writeText(value); }
 
-bool zubBinSerializer::isExact() const { return typeid(*this) == typeid(zubBinSerializer); }
-
 void zubBinSerializer::writeObject(xobject* object) {
   writeBool(object == nullptr);
   if (object == nullptr) return;
   zubBinS11nRtti* descriptor = nullptr;
+  const zubBinS11nSequenceRtti* sequence = nullptr;
   if (const zubS11nTypeEntry* type = zubS11nFindType(object)) {
     descriptor = type->descriptor;
+    sequence = type->sequence;
     writeSized(type->name, type->size);
   } else {
     const xstring typeName = object->getZubTypeName();
     descriptor = DescriptorOrThrow(typeName);
+    sequence = dynamic_cast<const zubBinS11nSequenceRtti*>(descriptor);
     writeText(typeName);
   }
-  writeContents(descriptor, object);
+  if (sequence == nullptr || !writeElements(sequence->elementKind, object)) {
+    descriptor->serialize(this, xrcunihandle<xobject>(object));
+  }
   if (listener_ != nullptr) listener_->onPostObjectWrite(object, this);
 }
 
@@ -229,20 +237,22 @@ bool zubBinSerializer::writeInPlace(const xany& value) {
   }
 }
 
-void zubBinSerializer::writeContents(zubBinS11nRtti* descriptor, xobject* object) {
-  if (descriptor == zubBinAnySequenceDescriptor() && isExact()) {
-    const xanysequence& seq = *static_cast<const xanysequence*>(object);
-    const int32_t n = seq.getCount();
+bool zubBinSerializer::writeElements(zubBinS11nSequenceRtti::ElementKind kind, xobject* object) {
+  if (typeid(*this) != typeid(zubBinSerializer)) return false;
+  if (kind == zubBinS11nSequenceRtti::kValueElements) {
+    const xanysequence* seq = xanysequence::softcast(object);
+    if (seq == nullptr) return false;
+    const int32_t n = seq->getCount();
     writePrimitive(n);
-    for (int32_t i = 0; i < n; ++i) writeValue(seq.itemAt(i));
-  } else if (descriptor == zubBinStringSequenceDescriptor() && isExact()) {
-    const xstringsequence& seq = *static_cast<const xstringsequence*>(object);
-    const int32_t n = seq.getCount();
-    writePrimitive(n);
-    for (int32_t i = 0; i < n; ++i) writeText(seq.itemAt(i));
-  } else {
-    descriptor->serialize(this, xrcunihandle<xobject>(object));
+    for (int32_t i = 0; i < n; ++i) writeValue(seq->itemAt(i));
+    return true;
   }
+  const xstringsequence* seq = xstringsequence::softcast(object);
+  if (seq == nullptr) return false;
+  const int32_t n = seq->getCount();
+  writePrimitive(n);
+  for (int32_t i = 0; i < n; ++i) writeText(seq->itemAt(i));
+  return true;
 }
 
 template <bool kExact>
@@ -321,7 +331,7 @@ zubSharedStringSlot* zubBinDeserializer::readSharedSlot(uint64_t size) {
   (void)&sharedStringsOwner;  // made with the first buffer the thread keeps
   btkStrBuf* fresh = btkStrBuf::CopyMB(reinterpret_cast<const char*>(text), size);
   if (buffer != nullptr) buffer->Unlock();
-  slot = zubSharedStringSlot{fresh, nullptr, nullptr, 0, 0, size, {}};
+  slot = zubSharedStringSlot{fresh, nullptr, nullptr, nullptr, 0, 0, size, {}};
   std::memcpy(slot.text, text, size);
   return &slot;
 }
@@ -424,8 +434,11 @@ void zubBinDeserializer::readString(xstring& s, uint64_t size) {
 
 void zubBinDeserializer::readString(xstring& value) { readString(value, readStringSize()); }
 
-xobject* zubBinDeserializer::createObject(zubBinS11nRtti* descriptor) {
-  if (xobject* sequence = readSequenceInPlace(descriptor)) return sequence;
+xobject* zubBinDeserializer::createObject(zubBinS11nRtti* descriptor,
+                                          const zubBinS11nSequenceRtti* sequence) {
+  if (sequence != nullptr && typeid(*this) == typeid(zubBinDeserializer)) {
+    return readElements(sequence->elementKind);
+  }
   void* instance = descriptor->create();
   try {
     descriptor->deserialize(this, instance);
@@ -497,12 +510,9 @@ Seq* ReadElements(int32_t count, ReadElement&& readElement) {
 
 }  // namespace
 
-xobject* zubBinDeserializer::readSequenceInPlace(zubBinS11nRtti* descriptor) {
-  const bool values = descriptor == zubBinAnySequenceDescriptor();
-  if (!values && descriptor != zubBinStringSequenceDescriptor()) return nullptr;
-  if (typeid(*this) != typeid(zubBinDeserializer)) return nullptr;
+xobject* zubBinDeserializer::readElements(zubBinS11nSequenceRtti::ElementKind kind) {
   const int32_t count = readSequenceCount();
-  if (values) {
+  if (kind == zubBinS11nSequenceRtti::kValueElements) {
     return ReadElements<xanysequence, xany>(count, [this](xany& v) { readValue(v); });
   }
   return ReadElements<xstringsequence, xstring>(count, [this](xstring& v) { readText(v); });
@@ -531,8 +541,15 @@ void zubBinDeserializer::readObject(xobject*& object) {
   } guard(depth_);
   if (depth_ > kMaxObjectDepth) xthrowException("object nesting too deep");
 
-  object =
-      createObject(slot != nullptr ? SlotDescriptorOrThrow(*slot) : DescriptorOrThrow(typeName));
+  const zubBinS11nSequenceRtti* sequence = nullptr;
+  zubBinS11nRtti* descriptor = nullptr;
+  if (slot != nullptr) {
+    descriptor = SlotDescriptorOrThrow(*slot, sequence);
+  } else {
+    descriptor = DescriptorOrThrow(typeName);
+    sequence = dynamic_cast<const zubBinS11nSequenceRtti*>(descriptor);
+  }
+  object = createObject(descriptor, sequence);
   if (listener_ == nullptr) return;
   try {
     listener_->onPostObjectRead(object, this);

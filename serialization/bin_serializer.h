@@ -18,10 +18,10 @@
 #include "platform/memory_streams.h"
 #include "platform/streams.h"
 #include "serialization/export.h"
+#include "serialization/sequence_rtti.h"
 #include "serialization/serializer.h"
 
 struct zubSharedStringSlot;
-class zubBinS11nRtti;
 
 // Called after every non-null object that a zubBinSerializer writes (nested objects
 // before their containers); may write more fields. Borrowed by the serializer.
@@ -103,10 +103,10 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   // Writes the commonest values (no content, int, long, short string) straight into a
   // memory stream; false, having written nothing, for the others.
   bool writeInPlace(const xany& value);
-  // The contents of `object` by its descriptor. The sequence descriptors are handled
-  // here, element by element, when this is exactly a zubBinSerializer.
-  void writeContents(zubBinS11nRtti* descriptor, xobject* object);
-  bool isExact() const;
+  // The contents of a sequence of that element kind, element by element, when this is
+  // exactly a zubBinSerializer and the object is such a sequence; false, having written
+  // nothing, otherwise.
+  bool writeElements(zubBinS11nSequenceRtti::ElementKind kind, xobject* object);
 
   btkOStream* stream_;
   zubBinSerializerListener* listener_;
@@ -173,10 +173,11 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   zubSharedStringSlot* readSharedSlot(uint64_t size);
   // Reads a text of 1 to 24 bytes as a copy of the one this thread keeps for it.
   void readSharedString(xstring& s, uint64_t size);
-  xobject* createObject(zubBinS11nRtti* descriptor);
-  // A new sequence read element by element (when this is exactly a zubBinDeserializer
-  // and `descriptor` is a sequence descriptor), else null having read nothing.
-  xobject* readSequenceInPlace(zubBinS11nRtti* descriptor);
+  // A new object read by its descriptor; a sequence descriptor's elements are read here,
+  // when this is exactly a zubBinDeserializer.
+  xobject* createObject(zubBinS11nRtti* descriptor, const zubBinS11nSequenceRtti* sequence);
+  // A new sequence of that element kind, read element by element.
+  xobject* readElements(zubBinS11nSequenceRtti::ElementKind kind);
   int32_t readSequenceCount();
   // The tag byte and content of a value; the fields go through the overridable readers
   // unless kExact (the caller knows that this is exactly a zubBinDeserializer).

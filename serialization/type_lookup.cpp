@@ -49,6 +49,7 @@ const zubS11nTypeEntry* zubS11nFindType(const xobject* object) {
   slot.type = type;
   slot.generation = generation;
   slot.entry =
-      zubS11nTypeEntry{descriptor, slot.name.text, name.GetMBSize(), descriptor->isProxy(nullptr)};
+      zubS11nTypeEntry{descriptor, slot.name.text, name.GetMBSize(), descriptor->isProxy(nullptr),
+                       dynamic_cast<const zubBinS11nSequenceRtti*>(descriptor)};
   return &slot.entry;
 }

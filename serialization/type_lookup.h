@@ -7,6 +7,7 @@
 
 #include "platform/xobject.h"
 #include "serialization/descriptors.h"
+#include "serialization/sequence_rtti.h"
 
 // What a writer needs of an object's type. Valid until the next lookup on the same
 // thread.
@@ -14,7 +15,8 @@ struct zubS11nTypeEntry {
   zubBinS11nRtti* descriptor;  // never null
   const char* name;            // the type name, size bytes (never empty)
   size_t size;
-  bool isProxy;  // the descriptor's isProxy(nullptr)
+  bool isProxy;                            // the descriptor's isProxy(nullptr)
+  const zubBinS11nSequenceRtti* sequence;  // the descriptor as a sequence one, or null
 };
 
 // The entry of the type of `object` (not null): the same descriptor and name as

@@ -1,5 +1,7 @@
-// Registration of the runtime's sequence types, which call messages use for their
-// parameter names and values (their layout: serialization/sequence_descriptors.h).
+// "bins11n" descriptors of the runtime's sequence types, which call messages use for
+// their parameter names and values. They write the usual sequence layout
+// (serialization/sequence_rtti.h): xstringsequence its count and strings, xanysequence
+// its count and tagged values.
 #ifndef ZUBJEX_SUPPORT_SEQUENCE_TYPES_H_
 #define ZUBJEX_SUPPORT_SEQUENCE_TYPES_H_
 
