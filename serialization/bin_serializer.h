@@ -44,8 +44,9 @@ class ZUBJEX_EXPORT zubBinDeserializerListener {
 };
 
 // Writes "bins11n" to a stream: one Write per primitive, two per size prefix, one per
-// string body; no buffering, no allocation. Built on the stack for one message; one
-// thread at a time. The stream is borrowed and must not be null.
+// string body (a memory stream, which cannot tell, gets the parts of a field in one
+// Write); no buffering, no allocation. Built on the stack for one message; one thread
+// at a time. The stream is borrowed and must not be null.
 class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
  public:
   // Raises a zubXException "invalid stream mode" when the stream's mode is not 1.
