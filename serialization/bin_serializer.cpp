@@ -132,6 +132,27 @@ zubBinS11nRtti* SlotDescriptorOrThrow(zubSharedStringSlot& slot,
   return slot.descriptor;
 }
 
+// A tag byte and a number, put together in place.
+template <class Number>
+void PutTaggedNumber(btkMemOStream* out, __xanykind kind, Number number) {
+  uint8_t* at = out->Extend(1 + sizeof number);
+  at[0] = static_cast<uint8_t>(kind);
+  std::memcpy(at + 1, &number, sizeof number);
+}
+
+// A tag byte and a number taken in place into `value`; false, taking nothing, when the
+// stream holds fewer bytes.
+template <class Number>
+bool TakeTaggedNumber(btkMemIStream* in, xany& value) {
+  const uint8_t* at = in->Peek(1 + sizeof(Number));
+  if (at == nullptr) return false;
+  Number number;
+  std::memcpy(&number, at + 1, sizeof number);
+  in->Consume(1 + sizeof number);
+  value = number;
+  return true;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------
@@ -208,20 +229,12 @@ bool zubBinSerializer::writeInPlace(const xany& value) {
     case xany_nil:
       *memory_->Extend(1) = static_cast<uint8_t>(kind);
       return true;
-    case xany_int: {
-      const int32_t v = value.toInt();
-      uint8_t* at = memory_->Extend(1 + sizeof v);
-      at[0] = static_cast<uint8_t>(kind);
-      std::memcpy(at + 1, &v, sizeof v);
+    case xany_int:
+      PutTaggedNumber(memory_, kind, value.toInt());
       return true;
-    }
-    case xany_long: {
-      const int64_t v = value.toLong();
-      uint8_t* at = memory_->Extend(1 + sizeof v);
-      at[0] = static_cast<uint8_t>(kind);
-      std::memcpy(at + 1, &v, sizeof v);
+    case xany_long:
+      PutTaggedNumber(memory_, kind, value.toLong());
       return true;
-    }
     case xany_string: {
       const size_t n = value.stringSize();
       if (n > 0xFF) return false;
@@ -458,24 +471,10 @@ bool zubBinDeserializer::readInPlace(xany& value) {
       memory_->Consume(1);
       value = at[0] == xany_nil ? xany::Nil() : xany::Uninit();
       return true;
-    case xany_int: {
-      at = memory_->Peek(1 + sizeof(int32_t));
-      if (at == nullptr) return false;
-      int32_t v;
-      std::memcpy(&v, at + 1, sizeof v);
-      memory_->Consume(1 + sizeof v);
-      value = static_cast<xint>(v);
-      return true;
-    }
-    case xany_long: {
-      at = memory_->Peek(1 + sizeof(int64_t));
-      if (at == nullptr) return false;
-      int64_t v;
-      std::memcpy(&v, at + 1, sizeof v);
-      memory_->Consume(1 + sizeof v);
-      value = static_cast<xlong>(v);
-      return true;
-    }
+    case xany_int:
+      return TakeTaggedNumber<xint>(memory_, value);
+    case xany_long:
+      return TakeTaggedNumber<xlong>(memory_, value);
     default:
       return false;
   }
