@@ -84,8 +84,7 @@ struct TeamCodec {
     }
     o.a = a.toInt();
     o.b = b.toLong();
-    const xstring str = s.toString();
-    o.s.assign(str.CastToCString(), str.GetMBSize());
+    o.s.assign(s.stringText(), s.stringSize());
     xanysequence* list = xanysequence::softcast(v.toObject());
     if (list == nullptr) throw std::runtime_error("list");
     const int32_t count = list->getCount();
