@@ -9,61 +9,42 @@
 
 namespace {
 
-int32_t ReadCount(zubDeserializer& in) {
-  int count = 0;
-  in.readInt(count);
-  zubBinCheckSequenceCount(count);
-  return count;
-}
-
-// The descriptor of a sequence type `Seq` whose elements are written with `Write` and
-// read with `Read`.
-template <class Seq, void (*Write)(zubSerializer&, const Seq&),
-          void (*Read)(zubDeserializer&, Seq&)>
+// The descriptor of a sequence type `Seq`: the count, then each element, written with
+// `WriteOne` and read with `ReadOne`.
+template <class Seq, class Element, void (zubSerializer::*WriteOne)(Element),
+          void (zubDeserializer::*ReadOne)(Element&)>
 class SequenceDescriptor final : public zubBinS11nSequenceRtti {
  public:
   explicit SequenceDescriptor(ElementKind kind) : zubBinS11nSequenceRtti(kind) {}
   void* create() override { return Seq::create(); }
   xobject* cast(void* instance) override { return static_cast<Seq*>(instance); }
+
   void serialize(zubSerializer* out, xrcunihandle<xobject> object) override {
-    Write(*out, *static_cast<const Seq*>(object.get()));
+    const Seq& seq = *static_cast<const Seq*>(object.get());
+    const int32_t n = seq.getCount();
+    out->writeInt(n);
+    for (int32_t i = 0; i < n; ++i) (out->*WriteOne)(seq.itemAt(i));
   }
+
   void deserialize(zubDeserializer* in, void* instance) override {
-    Read(*in, *static_cast<Seq*>(instance));
+    Seq& seq = *static_cast<Seq*>(instance);
+    int count = 0;
+    in->readInt(count);
+    zubBinCheckSequenceCount(count);
+    seq.reserve(std::min(count, kZubSequenceReserveMax));
+    for (int32_t i = 0; i < count; ++i) {
+      Element element;
+      (in->*ReadOne)(element);
+      seq.append(std::move(element));
+    }
   }
 };
 
-void WriteStrings(zubSerializer& out, const xstringsequence& seq) {
-  const int32_t n = seq.getCount();
-  out.writeInt(n);
-  for (int32_t i = 0; i < n; ++i) out.writeString(seq.itemAt(i));
-}
-
-void ReadStrings(zubDeserializer& in, xstringsequence& seq) {
-  const int32_t n = ReadCount(in);
-  seq.reserve(std::min(n, kZubSequenceReserveMax));
-  for (int32_t i = 0; i < n; ++i) {
-    xstring s;
-    in.readString(s);
-    seq.append(std::move(s));
-  }
-}
-
-void WriteValues(zubSerializer& out, const xanysequence& seq) {
-  const int32_t n = seq.getCount();
-  out.writeInt(n);
-  for (int32_t i = 0; i < n; ++i) out.writeAny(seq.itemAt(i));
-}
-
-void ReadValues(zubDeserializer& in, xanysequence& seq) {
-  const int32_t n = ReadCount(in);
-  seq.reserve(std::min(n, kZubSequenceReserveMax));
-  for (int32_t i = 0; i < n; ++i) {
-    xany v;
-    in.readAny(v);
-    seq.append(std::move(v));
-  }
-}
+using StringSequenceDescriptor =
+    SequenceDescriptor<xstringsequence, xstring, &zubSerializer::writeString,
+                       &zubDeserializer::readString>;
+using AnySequenceDescriptor =
+    SequenceDescriptor<xanysequence, xany, &zubSerializer::writeAny, &zubDeserializer::readAny>;
 
 }  // namespace
 
@@ -71,11 +52,9 @@ void zubSupportRegisterSequenceTypes() {
   static const bool registered = [] {
     zubSupportRegisterDescriptor(
         xstringsequence::getClassRtti(),
-        new SequenceDescriptor<xstringsequence, &WriteStrings, &ReadStrings>(
-            zubBinS11nSequenceRtti::kStringElements));
+        new StringSequenceDescriptor(zubBinS11nSequenceRtti::kStringElements));
     zubSupportRegisterDescriptor(xanysequence::getClassRtti(),
-                                 new SequenceDescriptor<xanysequence, &WriteValues, &ReadValues>(
-                                     zubBinS11nSequenceRtti::kValueElements));
+                                 new AnySequenceDescriptor(zubBinS11nSequenceRtti::kValueElements));
     return true;
   }();
   (void)registered;
