@@ -43,8 +43,8 @@ constexpr unsigned char kWidth4 = 0x04;
 // Short strings (the names of messages, methods, parameters and types) recur in every
 // message. Each thread keeps the last ones it read, one lock held on each buffer, and
 // hands out shared copies of them instead of allocating; xstrings never change their
-// text, so the sharing is invisible. A slot also remembers the descriptor of the type
-// of that name while the type registry is unchanged. The slots are plain data; the
+// text, so the sharing is invisible. A slot also remembers the registered type and the
+// descriptor of that name while the type registry is unchanged. The slots are plain data; the
 // owner, made on the thread's first miss, drops the locks when the thread ends.
 constexpr uint64_t kSharedStringMax = 24;
 constexpr size_t kSharedStringSlots = 128;
