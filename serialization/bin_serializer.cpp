@@ -132,6 +132,18 @@ zubBinS11nRtti* SlotDescriptorOrThrow(zubSharedStringSlot& slot,
   return slot.descriptor;
 }
 
+// Writes the count of `object`, a `Seq`, with `writeCount`, then each element with
+// `writeOne`; false, writing nothing, when `object` is not a `Seq`.
+template <class Seq, class WriteCount, class WriteOne>
+bool WriteSequence(xobject* object, WriteCount&& writeCount, WriteOne&& writeOne) {
+  const Seq* seq = Seq::softcast(object);
+  if (seq == nullptr) return false;
+  const int32_t n = seq->getCount();
+  writeCount(n);
+  for (int32_t i = 0; i < n; ++i) writeOne(seq->itemAt(i));
+  return true;
+}
+
 // A tag byte and a number, put together in place.
 template <class Number>
 void PutTaggedNumber(btkMemOStream* out, __xanykind kind, Number number) {
@@ -252,20 +264,13 @@ bool zubBinSerializer::writeInPlace(const xany& value) {
 
 bool zubBinSerializer::writeElements(zubBinS11nSequenceRtti::ElementKind kind, xobject* object) {
   if (typeid(*this) != typeid(zubBinSerializer)) return false;
+  auto writeCount = [this](int32_t n) { writePrimitive(n); };
   if (kind == zubBinS11nSequenceRtti::kValueElements) {
-    const xanysequence* seq = xanysequence::softcast(object);
-    if (seq == nullptr) return false;
-    const int32_t n = seq->getCount();
-    writePrimitive(n);
-    for (int32_t i = 0; i < n; ++i) writeValue(seq->itemAt(i));
-    return true;
+    return WriteSequence<xanysequence>(object, writeCount,
+                                       [this](const xany& v) { writeValue(v); });
   }
-  const xstringsequence* seq = xstringsequence::softcast(object);
-  if (seq == nullptr) return false;
-  const int32_t n = seq->getCount();
-  writePrimitive(n);
-  for (int32_t i = 0; i < n; ++i) writeText(seq->itemAt(i));
-  return true;
+  return WriteSequence<xstringsequence>(object, writeCount,
+                                        [this](const xstring& v) { writeText(v); });
 }
 
 template <bool kExact>
