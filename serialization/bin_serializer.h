@@ -76,7 +76,7 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
     if (memory_ == nullptr || !writeInPlace(value)) writeTagged<true>(value);
   }
   // Writes what writeValue writes for a value holding `object` (nil for null), without
-  // making that value.
+  // making that value; as writeValue, for callers that hold a zubBinSerializer itself.
   void writeObjectValue(xobject* object);
 
  private:
