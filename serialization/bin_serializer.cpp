@@ -332,14 +332,15 @@ zubBinDeserializer::zubBinDeserializer(btkIStream* stream)
   CheckStreamMode(stream_);
 }
 
+const uint8_t* zubBinDeserializer::readShortText(uint8_t* local, uint64_t size) {
+  if (memory_ != nullptr) return memory_->Consume(size);
+  read(local, size);
+  return local;
+}
+
 zubSharedStringSlot* zubBinDeserializer::readSharedSlot(uint64_t size) {
   uint8_t local[kSharedStringMax];
-  const uint8_t* text = local;
-  if (memory_ != nullptr) {
-    text = memory_->Consume(size);
-  } else {
-    read(local, size);
-  }
+  const uint8_t* text = readShortText(local, size);
   zubSharedStringSlot& slot = shared_[SharedStringHash(text, size)];
   btkStrBuf* buffer = slot.buffer;
   if (buffer != nullptr && slot.size == size &&
@@ -366,9 +367,10 @@ bool zubBinDeserializer::readTextEquals(const xstring& expected) {
     readString(text, size);
     return text == expected;
   }
-  const zubSharedStringSlot* slot = readSharedSlot(size);
+  uint8_t local[kSharedStringMax];
+  const uint8_t* text = readShortText(local, size);
   return !expected.IsNil() && expected.GetMBSize() == size &&
-         std::memcmp(expected.CastToCString(), slot->text, size) == 0;
+         std::memcmp(expected.CastToCString(), text, size) == 0;
 }
 
 xrtti* zubBinDeserializer::readTypeByName() {

@@ -169,6 +169,9 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   }
   uint64_t readStringSize();
   void readString(xstring& s, uint64_t size);
+  // The next `size` bytes (at most 24): in place in a memory stream, else read into
+  // `local`.
+  const uint8_t* readShortText(uint8_t* local, uint64_t size);
   // Reads a text of 1 to 24 bytes into the slot where this thread keeps it (made afresh
   // when the slot held another); the slot, valid until the next short text read.
   zubSharedStringSlot* readSharedSlot(uint64_t size);
