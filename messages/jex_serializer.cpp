@@ -34,12 +34,16 @@ void ReadTag(zubBinDeserializer& in, const xstring& expected, const char* mismat
   if (!in.readTextEquals(expected)) xthrowException(mismatch);
 }
 
-// The object in a value that must hold a sequence object or nil. Any other kind is
-// refused before it is converted (converting it would end the process).
-xobject* SequenceObject(const xany& value, const char* refusal) {
-  const __xanykind kind = value.getKind();
-  if (kind != xany_nil && kind != xany_object) xthrowException(refusal);
-  return value.toObject();
+// Reads a value that must hold a sequence object of type `Seq` or nil: the sequence, or a
+// null handle for nil or an object of another class (which is freed). Any other kind is
+// refused with `refusal` (converting it to an object would end the process).
+template <class Seq>
+xrchandle<Seq> ReadSequence(zubBinDeserializer& in, const char* refusal) {
+  xobject* object = nullptr;
+  if (!in.readObjectValue(object)) xthrowException(refusal);
+  Seq* seq = Seq::softcast(object);
+  if (seq == nullptr) xrcdisposeUnreferenced(object);
+  return xrchandle<Seq>(seq);
 }
 
 void WriteByte(btkOStream* stream, unsigned char byte) { stream->Write(&byte, 1); }
@@ -85,19 +89,15 @@ void zubJEXSerializer::readCall(btkIStream* stream, zubJexCall& call, zubJexProx
     xstring name;
     in.readString(name);
     xrtti* returnType = in.readTypeByName();
-    xany names;
-    in.readValue(names);
-    xobject* namesObject = SequenceObject(names, "invalid parameter names");
-    xany values;
-    in.readValue(values);
-    xobject* valuesObject = SequenceObject(values, "invalid parameter values");
+    xrchandle<xstringsequence> names = ReadSequence<xstringsequence>(in, "invalid parameter names");
+    xrchandle<xanysequence> values = ReadSequence<xanysequence>(in, "invalid parameter values");
     const unsigned char isAsync = ReadByte(stream);
     ReadByte(stream);  // the end byte, not examined
 
     call.setName(std::move(name));
     call.setReturnType(returnType);
-    call.setParamNames(xrchandle<xstringsequence>(xstringsequence::softcast(namesObject)));
-    call.setParamValues(xrchandle<xanysequence>(xanysequence::softcast(valuesObject)));
+    call.setParamNames(std::move(names));
+    call.setParamValues(std::move(values));
     call.setIsAsync(isAsync != 0);
   });
 }

@@ -571,6 +571,11 @@ template <bool kExact>
 void zubBinDeserializer::readTagged(xany& value) {
   unsigned char tag = 0;
   readPrimitive(tag);
+  readContent<kExact>(tag, value);
+}
+
+template <bool kExact>
+void zubBinDeserializer::readContent(unsigned char tag, xany& value) {
   switch (tag) {
     case xany_uninit:
       value = xany::Uninit();
@@ -632,5 +637,19 @@ void zubBinDeserializer::readTagged(xany& value) {
 }
 
 template void zubBinDeserializer::readTagged<true>(xany& value);
+
+bool zubBinDeserializer::readObjectValue(xobject*& object) {
+  object = nullptr;
+  unsigned char tag = 0;
+  readPrimitive(tag);
+  if (tag == xany_nil) return true;
+  if (tag == xany_object) {
+    zubBinDeserializer::readObject(object);
+    return true;
+  }
+  xany other;
+  readContent<true>(tag, other);
+  return false;
+}
 
 void zubBinDeserializer::readAny(xany& value) { readTagged<false>(value); }

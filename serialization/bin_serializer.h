@@ -147,6 +147,10 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   void readValue(xany& value) {
     if (memory_ == nullptr || !readInPlace(value)) readTagged<true>(value);
   }
+  // Reads a tagged value that should hold an object, as readValue does: true with the
+  // object (null for nil; no reference of its own, as readObject gives it) for the kinds
+  // nil and object, false (and null) for any other kind, whose value is read and dropped.
+  bool readObjectValue(xobject*& object);
   // Reads a string and tells whether it equals `expected` (the empty string on the wire
   // reads as nil), without making a copy of a short one.
   bool readTextEquals(const xstring& expected);
@@ -187,6 +191,8 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   // unless kExact (the caller knows that this is exactly a zubBinDeserializer).
   template <bool kExact>
   void readTagged(xany& value);
+  template <bool kExact>
+  void readContent(unsigned char tag, xany& value);
   // Reads the commonest values (no content, int, long) straight from a memory stream;
   // false, having read nothing, for the others and when the stream holds too few bytes.
   bool readInPlace(xany& value);
