@@ -1,5 +1,6 @@
 #include "messages/proxy_listeners.h"
 
+#include <typeinfo>
 #include <utility>
 
 #include "messages/jex_proxy.h"
@@ -12,7 +13,11 @@ zubJEXSerializerObjectListener::zubJEXSerializerObjectListener(zubJexProxyMap* p
   if (proxyMap == nullptr) xthrowException("invalid parameters");
 }
 
-bool zubJEXSerializerObjectListener::isRemoteInterface(xobject* object) {
+bool zubJEXSerializerObjectListener::isRemoteInterface(xobject* object, zubSerializer* serializer) {
+  if (typeid(*serializer) == typeid(zubBinSerializer)) {
+    zubBinS11nRtti* descriptor = static_cast<zubBinSerializer*>(serializer)->descriptorOf(object);
+    if (descriptor != nullptr) return descriptor->isProxy(nullptr);
+  }
   if (const zubS11nTypeEntry* entry = zubS11nFindType(object)) return entry->isProxy;
   const xstring typeName = object->getZubTypeName();
   zubBinS11nRtti* descriptor = zubBinS11nRttiGetDescriptor(typeName.CastToCString());
@@ -21,7 +26,7 @@ bool zubJEXSerializerObjectListener::isRemoteInterface(xobject* object) {
 }
 
 void zubJEXSerializerObjectListener::onPostObjectWrite(xobject* object, zubSerializer* serializer) {
-  if (!isRemoteInterface(object)) return;
+  if (!isRemoteInterface(object, serializer)) return;
 
   const xstring typeName = object->getZubTypeName();
   zubS11nJexProxy* proxy = zubS11nCastToJexProxy(object);

@@ -31,8 +31,9 @@ class ZUBJEX_EXPORT zubJEXSerializerObjectListener : public zubBinSerializerList
   void onPostObjectWrite(xobject* object, zubSerializer* serializer) override;
 
  private:
-  // Whether the type's descriptor is a proxy's.
-  static bool isRemoteInterface(xobject* object);
+  // Whether the type's descriptor is a proxy's; asks a zubBinSerializer that is finishing
+  // the object for the descriptor it used before looking the type up.
+  static bool isRemoteInterface(xobject* object, zubSerializer* serializer);
 
   zubJexProxyMap* proxyMap;
 };

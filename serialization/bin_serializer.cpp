@@ -230,7 +230,10 @@ void zubBinSerializer::writeObject(xobject* object) {
   if (sequence == nullptr || !writeElements(sequence->elementKind, object)) {
     descriptor->serialize(this, xrcunihandle<xobject>(object));
   }
-  if (listener_ != nullptr) listener_->onPostObjectWrite(object, this);
+  if (listener_ == nullptr) return;
+  finished_ = object;
+  finishedDescriptor_ = descriptor;
+  listener_->onPostObjectWrite(object, this);
 }
 
 // A memory stream cannot tell one Write of the tag and the content from several.

@@ -75,6 +75,11 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   void writeValue(const xany& value) {
     if (memory_ == nullptr || !writeInPlace(value)) writeTagged<true>(value);
   }
+  // For the listener called after the contents of `object`: the descriptor that wrote
+  // them; null when the serializer is not finishing that object.
+  zubBinS11nRtti* descriptorOf(const xobject* object) const {
+    return object == finished_ ? finishedDescriptor_ : nullptr;
+  }
   // Writes what writeValue writes for a value holding `object` (nil for null), without
   // making that value; as writeValue, for callers that hold a zubBinSerializer itself.
   void writeObjectValue(xobject* object);
@@ -112,6 +117,9 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   btkOStream* stream_;
   zubBinSerializerListener* listener_;
   btkMemOStream* memory_;  // stream_ when it is exactly a memory stream, else null
+  // The object whose listener call is the latest, and its descriptor.
+  const xobject* finished_ = nullptr;
+  zubBinS11nRtti* finishedDescriptor_ = nullptr;
 };
 
 // Reads "bins11n" from a stream. Hostile input never reads garbage or exhausts memory:
