@@ -46,6 +46,10 @@ zubJEXDeserializerObjectListener::zubJEXDeserializerObjectListener(zubJexProxyMa
 
 void zubJEXDeserializerObjectListener::onPostObjectRead(xobject*& object,
                                                         zubDeserializer* deserializer) {
+  if (typeid(*deserializer) == typeid(zubBinDeserializer) &&
+      static_cast<zubBinDeserializer*>(deserializer)->madePlainSequence(object)) {
+    return;
+  }
   zubS11nJexProxy* proxy = zubS11nCastToJexProxy(object);
   if (proxy == nullptr) return;
   xstring id;

@@ -459,8 +459,11 @@ void zubBinDeserializer::readString(xstring& value) { readString(value, readStri
 
 xobject* zubBinDeserializer::createObject(zubBinS11nRtti* descriptor,
                                           const zubBinS11nSequenceRtti* sequence) {
+  plainSequence_ = nullptr;  // an address freed since may come back for this object
   if (sequence != nullptr && typeid(*this) == typeid(zubBinDeserializer)) {
-    return readElements(sequence->elementKind);
+    xobject* made = readElements(sequence->elementKind);
+    plainSequence_ = made;
+    return made;
   }
   void* instance = descriptor->create();
   try {

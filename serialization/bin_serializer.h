@@ -155,6 +155,9 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   void readValue(xany& value) {
     if (memory_ == nullptr || !readInPlace(value)) readTagged<true>(value);
   }
+  // For the listener called after `object` was read: true when this reader made it
+  // itself as a plain xstringsequence or xanysequence, which is never a proxy.
+  bool madePlainSequence(const xobject* object) const { return object == plainSequence_; }
   // Reads a tagged value that should hold an object, as readValue does: true with the
   // object (null for nil; no reference of its own, as readObject gives it) for the kinds
   // nil and object, false (and null) for any other kind, whose value is read and dropped.
@@ -210,6 +213,7 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   btkMemIStream* memory_;        // stream_ when it is exactly a memory stream, else null
   zubSharedStringSlot* shared_;  // this thread's short strings
   int depth_ = 0;
+  const xobject* plainSequence_ = nullptr;  // the latest sequence made in place
 };
 
 #endif  // ZUBJEX_SERIALIZATION_BIN_SERIALIZER_H_
