@@ -1,0 +1,3 @@
+#include "client/version.h"
+
+const char* zubJexVersion() { return ZUBJEX_VERSION_STRING; }
