@@ -1,12 +1,15 @@
 // jexdump: prints a JEX message (call, response or standalone object) in words.
 //
-//   jexdump [--hex] [FILE]
+//   jexdump [--hex] [--frames] [FILE]
 //
 // Reads one message from FILE (or standard input). With --hex the input is hexadecimal
-// text (white space ignored), as messages appear in tests and logs. Proxies are shown
-// with their identifiers; object types must be known to this tool (the runtime's
-// sequences and the calculator example). Exit status: 0 printed, 1 the message cannot
-// be read (the reason is printed), 2 usage.
+// text (white space ignored), as messages appear in tests and logs. With --frames the
+// input is a captured TCP stream: any number of frames (a 4-byte little-endian length,
+// then the message), each printed in turn. Proxies are shown with their identifiers; a
+// message does not say which server its proxies belong to, so their server is shown as
+// none. Object types must be known to this tool (the runtime's sequences and the
+// calculator example). Exit status: 0 printed, 1 a message or frame cannot be read (the
+// reason is printed, with every cause), 2 usage.
 #include <cctype>
 #include <cstdio>
 #include <fstream>
@@ -25,6 +28,9 @@
 #endif
 
 namespace {
+
+// The server name given to proxies read from a message, which does not say it.
+const char* const kNoServer = "";
 
 bool ParseHex(const std::string& text, std::string& bytes) {
   int high = -1;
@@ -93,7 +99,7 @@ void Dump(const std::string& bytes) {
   xstring tag = ReadTag(bytes);
   if (tag == "JEXResponse") {
     zubJexResponse response;
-    encoder->readResponse(&in, response, &map, "message");
+    encoder->readResponse(&in, response, &map, kNoServer);
     PrintResponse(response);
   } else if (tag == "JEXObject") {
     xany value;
@@ -101,10 +107,25 @@ void Dump(const std::string& bytes) {
     std::cout << "object " << PrintValue(value) << "\n";
   } else {
     zubJexCall call;
-    encoder->readCall(&in, call, &map, "message");
+    encoder->readCall(&in, call, &map, kNoServer);
     PrintCall(call);
   }
   if (in.remaining() > 0) std::cout << "  (" << in.remaining() << " bytes after the message)\n";
+}
+
+// Prints every frame of a captured stream; raises for a frame that is cut short.
+void DumpFrames(const std::string& bytes) {
+  size_t at = 0;
+  for (int index = 1; at < bytes.size(); ++index) {
+    if (bytes.size() - at < 4) xthrowException("the last frame's length is cut short");
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(bytes.data() + at);
+    const size_t length = p[0] | p[1] << 8 | p[2] << 16 | static_cast<size_t>(p[3]) << 24;
+    at += 4;
+    if (bytes.size() - at < length) xthrowException("the last frame is cut short");
+    std::cout << "frame " << index << ", " << length << " bytes: ";
+    Dump(bytes.substr(at, length));
+    at += length;
+  }
 }
 
 void PrintError(xthrowable* thrown) {
@@ -120,15 +141,18 @@ void PrintError(xthrowable* thrown) {
 
 int main(int argc, char** argv) {
   bool hex = false;
+  bool frames = false;
   const char* path = nullptr;
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
     if (arg == "--hex") {
       hex = true;
+    } else if (arg == "--frames") {
+      frames = true;
     } else if (path == nullptr && arg[0] != '-') {
       path = argv[i];
     } else {
-      std::cerr << "usage: jexdump [--hex] [FILE]\n";
+      std::cerr << "usage: jexdump [--hex] [--frames] [FILE]\n";
       return 2;
     }
   }
@@ -154,7 +178,11 @@ int main(int argc, char** argv) {
   calcRegisterTypes();
 #endif
   try {
-    Dump(bytes);
+    if (frames) {
+      DumpFrames(bytes);
+    } else {
+      Dump(bytes);
+    }
   } catch (xthrowable* t) {
     PrintError(t);
     return 1;

@@ -27,9 +27,14 @@ std::string PrintObject(xobject* object) {
   }
   std::string out = "<" + std::string(object->getZubTypeName().CastToCString());
   if (zubS11nJexProxy* proxy = zubS11nCastToJexProxy(object)) {
-    out += " proxy id=" + Quote(proxy->getProxyId()) + " server=" + Quote(proxy->serverUrl);
+    const xstring& server = proxy->serverUrl;
+    out += " proxy id=" + Quote(proxy->getProxyId()) +
+           " server=" + (server.IsNil() || server.GetMBSize() == 0 ? "none" : Quote(server));
   } else if (zubXException* e = zubXException::softcast(object)) {
     out += " " + Quote(e->getDescription());
+    for (xrchandle<zubXException> cause = e->getCause(); cause; cause = cause->getCause()) {
+      out += " caused by " + Quote(cause->getDescription());
+    }
   }
   return out + ">";
 }
