@@ -191,17 +191,44 @@ void zubJexTransportScript::addOverlap() {
 
 // ---- zubJexScriptedTransport ----
 
+class zubJexScriptedTransport::Use {
+ public:
+  explicit Use(zubJexScriptedTransport& transport) : transport_(transport) {
+    std::lock_guard<std::mutex> lock(transport_.exchangeMutex);
+    const std::thread::id self = std::this_thread::get_id();
+    if (transport_.user != std::thread::id() && transport_.user != self) {
+      transport_.script->addOverlap();
+      return;
+    }
+    transport_.user = self;
+    owner_ = true;
+  }
+  ~Use() {
+    if (!owner_) return;
+    std::lock_guard<std::mutex> lock(transport_.exchangeMutex);
+    transport_.user = std::thread::id();
+  }
+  Use(const Use&) = delete;
+  Use& operator=(const Use&) = delete;
+
+ private:
+  zubJexScriptedTransport& transport_;
+  bool owner_ = false;
+};
+
 zubJexScriptedTransport::zubJexScriptedTransport(std::shared_ptr<zubJexTransportScript> s)
     : script(std::move(s)) {}
 
 zubJexScriptedTransport::~zubJexScriptedTransport() = default;
 
 void zubJexScriptedTransport::open(xstring serverName) {
+  Use use(*this);
   script->addOpened(std::string(serverName.CastToCString(), serverName.GetMBSize()));
   script->enter(zubJexTransportOp::Open);
 }
 
 btkOStream* zubJexScriptedTransport::startOutput() {
+  Use use(*this);
   beginExchange();
   script->enter(zubJexTransportOp::StartOutput);
   if (script->takeNullStream(zubJexTransportOp::StartOutput)) return nullptr;
@@ -210,6 +237,7 @@ btkOStream* zubJexScriptedTransport::startOutput() {
 }
 
 int zubJexScriptedTransport::finishOutput() {
+  Use use(*this);
   lastRequest = request.str();
   script->addRequest(lastRequest);
   script->enter(zubJexTransportOp::FinishOutput);
@@ -217,6 +245,7 @@ int zubJexScriptedTransport::finishOutput() {
 }
 
 btkIStream* zubJexScriptedTransport::startInput() {
+  Use use(*this);
   script->enter(zubJexTransportOp::StartInput);
   if (script->takeNullStream(zubJexTransportOp::StartInput)) return nullptr;
   response = script->responseFor(lastRequest);
@@ -225,11 +254,15 @@ btkIStream* zubJexScriptedTransport::startInput() {
 }
 
 void zubJexScriptedTransport::close() {
+  Use use(*this);
   endExchange();
   script->enter(zubJexTransportOp::Close);
 }
 
-void zubJexScriptedTransport::disconnect() { script->enter(zubJexTransportOp::Disconnect); }
+void zubJexScriptedTransport::disconnect() {
+  Use use(*this);
+  script->enter(zubJexTransportOp::Disconnect);
+}
 
 void zubJexScriptedTransport::reportException(xrchandle<zubXSerialization> error) {
   xstring text = error ? error->getDescription() : xstring();

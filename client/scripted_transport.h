@@ -21,6 +21,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "client/transport.h"
@@ -86,9 +87,11 @@ class ZUBJEX_EXPORT zubJexTransportScript {
   std::vector<std::string> openedWith() const;
   // The descriptions of the errors that reportException received.
   std::vector<std::string> reportedErrors() const;
-  // How many times two threads were inside one transport's exchange at once (an
-  // exchange runs from startOutput to close), or an exchange was started before the
-  // previous one was closed. Always 0 for a correct client.
+  // How many times one transport was used by two threads at once (an operation entered
+  // while another thread was inside one of its operations), or an exchange was started
+  // before the previous one was closed. reportException does not count: it may run
+  // while another thread already uses the transport. Always 0 for a correct client;
+  // tests of concurrent callers check it.
   int overlaps() const;
   // Forgets the record (not the script of failures and responses).
   void clearRecord();
@@ -144,6 +147,7 @@ class ZUBJEX_EXPORT zubJexScriptedTransport : public zubJexTransport {
   void reportException(xrchandle<zubXSerialization> error) override;
 
  private:
+  class Use;  // marks the calling thread as inside an operation
   void beginExchange();
   void endExchange();
 
@@ -152,9 +156,10 @@ class ZUBJEX_EXPORT zubJexScriptedTransport : public zubJexTransport {
   std::string lastRequest;
   std::string response;
   btkMemIStream input{nullptr, 0};
-  // The thread inside the current exchange, for overlap detection.
+  // Guards the two fields below, which detect concurrent use.
   std::mutex exchangeMutex;
-  bool inExchange = false;
+  bool inExchange = false;  // between startOutput and close
+  std::thread::id user;     // the thread inside an operation; none when idle
 };
 
 // Makes scripted transports that share one script.

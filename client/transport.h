@@ -7,8 +7,17 @@
 //       finishOutput 2: close, then the whole request again from startOutput
 //   startInput -> read                (not for one-way calls)
 //   close                             end of the exchange; the next starts at startOutput
-// On a failure the client calls close and then reportException with the error it is
-// about to raise. disconnect comes once, at unload, just before the transport is deleted.
+// On a failure the client calls close, gives itself back to the pool, and then calls
+// reportException with the error it is about to raise. disconnect comes once, at unload,
+// just before the transport is deleted.
+//
+// What every transport must do on that failure path: close is the end of the exchange,
+// normal or failed, and the only place to clean up after it. When the exchange did not
+// end cleanly (the request not wholly sent, the response not wholly read, any error on
+// the way), close drops the connection, so that the next exchange cannot read the rest
+// of an earlier response. reportException only learns of the error: by then the client
+// may already belong to another thread that is using the transport, so it must touch no
+// connection or exchange state.
 #ifndef ZUBJEX_CLIENT_TRANSPORT_H_
 #define ZUBJEX_CLIENT_TRANSPORT_H_
 
@@ -43,12 +52,16 @@ class ZUBJEX_EXPORT zubJexTransport {
   // A stream holding the response to the request just sent, borrowed until the
   // response is read; null fails the call with "zubJEX_FAILED_GET_RESPONSE".
   virtual btkIStream* startInput() = 0;
-  // Ends the current exchange, normal or failed.
+  // Ends the current exchange, normal or failed. When the exchange did not end cleanly,
+  // drops whatever the next exchange could otherwise inherit (the connection, buffered
+  // bytes). Called before the client goes back to the pool.
   virtual void close() = 0;
   // Called once, just before the transport is deleted. The default does nothing.
   virtual void disconnect();
-  // Handed the error that the client is about to raise to its caller, after close.
-  // The default does nothing.
+  // Handed the error that the client is about to raise to its caller, after close and
+  // after the client went back to the pool: another thread may be using this transport
+  // at the same time, so an override may only record or log the error, never touch the
+  // connection or the exchange. The default does nothing.
   virtual void reportException(xrchandle<zubXSerialization> error);
   virtual ~zubJexTransport();
 };

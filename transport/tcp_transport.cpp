@@ -17,6 +17,7 @@ btkOStream* zubJexTcpTransport::startOutput() {
 int zubJexTcpTransport::finishOutput() {
   if (reused_ && (reader_.hasPendingBytes() || socket_.isStale())) dropConnection();
   connectIfNeeded();
+  clean_ = false;
   try {
     sendRequest();
   } catch (xthrowable* t) {
@@ -28,12 +29,14 @@ int zubJexTcpTransport::finishOutput() {
     sendRequest();
   }
   reused_ = true;
+  clean_ = true;
   return zubJexFinishDone;
 }
 
 btkIStream* zubJexTcpTransport::startInput() {
   if (!socket_.isOpen()) return nullptr;
   zubJexFrameReader::Result result;
+  clean_ = false;
   try {
     zubTcpDeadline deadline = zubTcpDeadline::after(options_.ioTimeoutMs);
     result = reader_.read(socket_, deadline, options_.ioTimeoutMs);
@@ -47,19 +50,23 @@ btkIStream* zubJexTcpTransport::startInput() {
     zubTcpRaise("connection closed by " + server_);
   }
   response_.reset(reader_.message(), reader_.messageSize());
+  clean_ = true;
   return &response_;
 }
 
-void zubJexTcpTransport::close() {}
+void zubJexTcpTransport::close() {
+  if (!clean_) dropConnection();
+}
 
 void zubJexTcpTransport::disconnect() { dropConnection(); }
 
-void zubJexTcpTransport::reportException(xrchandle<zubXSerialization> error) { dropConnection(); }
+void zubJexTcpTransport::reportException(xrchandle<zubXSerialization> error) {}
 
 void zubJexTcpTransport::dropConnection() {
   socket_.close();
   reader_.reset();
   reused_ = false;
+  clean_ = true;
 }
 
 void zubJexTcpTransport::connectIfNeeded() {

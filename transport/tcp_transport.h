@@ -25,8 +25,9 @@
 // (close ends an exchange, not the connection). A connection that the server has
 // closed or broken in the meantime is noticed before the next request and made anew;
 // a send that fails on such a connection is repeated once on a new one, which is safe
-// because the server cannot have received the whole request. After any failure, and
-// when the client reports an error, the connection is dropped and the next exchange
+// because the server cannot have received the whole request. An exchange that did not
+// end cleanly (a send begun and not finished, a response begun and not wholly read)
+// leaves bytes of its own on the connection, so close drops it and the next exchange
 // connects again.
 //
 // Failures are raised as zubXExceptions naming the server, for instance
@@ -46,10 +47,11 @@ class ZUBJEX_TCP_EXPORT zubJexTcpTransport : public zubJexTransport {
   // Waits for the whole response frame and returns a stream over it; raises when it
   // cannot be had. Null only when no request was sent.
   btkIStream* startInput() override;
-  // Ends the exchange; keeps the connection.
+  // Ends the exchange; keeps the connection only when the exchange ended cleanly.
   void close() override;
   void disconnect() override;
-  // Drops the connection: after an error its state is unknown.
+  // Does nothing: close has already dropped a connection that the failure spoilt, and
+  // by now another thread may be using this transport.
   void reportException(xrchandle<zubXSerialization> error) override;
 
   // True while a connection is held; for tests and diagnostics.
@@ -64,6 +66,9 @@ class ZUBJEX_TCP_EXPORT zubJexTcpTransport : public zubJexTransport {
   std::string server_;
   zubTcpSocket socket_;
   bool reused_ = false;  // the connection has carried an exchange before
+  // False from the moment bytes of an exchange go out or start to come in until the
+  // request is wholly sent or the response frame wholly read.
+  bool clean_ = true;
   zubJexFrameOStream request_;
   zubJexFrameReader reader_;
   zubJexMessageIStream response_;

@@ -11,6 +11,15 @@ CalcService* CalcService::softcast(xobject* o) {
   return o != nullptr && o->isKindOf(getClassRtti()) ? static_cast<CalcService*>(o) : nullptr;
 }
 
+int CalcService::add(int a, int b) const {
+  int sum = 0;
+  // INT_MIN is the runtime's nil int: as a result it would arrive as nil, not as a sum.
+  if (__builtin_add_overflow(a, b, &sum) || sum == XINT_NIL) {
+    xthrow(new CalcError("integer overflow"));
+  }
+  return sum;
+}
+
 int CalcService::divide(int a, int b) const {
   if (b == 0) xthrow(new CalcError("division by zero"));
   return a / b;

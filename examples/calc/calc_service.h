@@ -28,8 +28,11 @@ class CALC_EXPORT CalcService : public xobject {
   explicit CalcService(std::string name) : name_(std::move(name)) {}
 
   const std::string& getName() const { return name_; }
-  int add(int a, int b) const { return a + b; }
-  // Raises a CalcError "division by zero" when b is 0.
+  // Raises a CalcError "integer overflow" when the sum does not fit an int (INT_MIN
+  // included, the runtime's nil int).
+  int add(int a, int b) const;
+  // Raises a CalcError "division by zero" when b is 0. (The one quotient beyond an int,
+  // INT_MIN / -1, cannot arise: INT_MIN is the runtime's nil int and never arrives as one.)
   int divide(int a, int b) const;
   // Records the message.
   void log(const std::string& message);
