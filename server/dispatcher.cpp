@@ -70,6 +70,8 @@ const zubJexMethodHandler* zubJexMethodTable::find(const std::string& method) co
   return found != methods_.end() ? &found->second : nullptr;
 }
 
+zubJexDispatcher::zubJexDispatcher(const zubJexObjectMapOptions& objects) : objects_(objects) {}
+
 void zubJexDispatcher::addInterface(const std::string& interfaceName, zubJexMethodTable table) {
   interfaces_[interfaceName] = std::move(table);
 }

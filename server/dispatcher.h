@@ -11,7 +11,9 @@
 //
 // Which object a call is for: a call named "<Interface>:<method>" whose first parameter
 // is named "this" goes to the object that parameter names (the reader resolves the
-// proxy's identifier through the dispatcher's object map); a call without "this" goes
+// proxy's identifier through the dispatcher's object map; an identifier that names
+// nothing, or an object the map has dropped, is answered with an UnknownObject fault
+// "unknown object <id>"); a call without "this" goes
 // to the root object of <Interface>. The method is looked up in the table of the
 // target's type name. The answer is named "<method>Response" and is
 //   - a value response (kind 2) when the handler returns a value,
@@ -66,7 +68,8 @@ class ZUBJEX_SERVER_EXPORT zubJexMethodTable {
 // the first dispatch; after that, dispatch may run on any number of threads at once.
 class ZUBJEX_SERVER_EXPORT zubJexDispatcher {
  public:
-  zubJexDispatcher() = default;
+  // `objects` bounds the objects that the dispatcher's map hands out to clients.
+  explicit zubJexDispatcher(const zubJexObjectMapOptions& objects = zubJexObjectMapOptions());
   zubJexDispatcher(const zubJexDispatcher&) = delete;
   zubJexDispatcher& operator=(const zubJexDispatcher&) = delete;
 
