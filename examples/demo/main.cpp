@@ -5,7 +5,9 @@
 //   zubjex_demo HOST:PORT    the server runs elsewhere (zubjex_calc_server, for instance)
 //
 // Each step says what the host does and what comes back. The server side is the
-// reference dispatcher serving the calculator example ("ICalc").
+// reference dispatcher serving the calculator example ("ICalc"). Every answer's kind is
+// checked before it is used, so a server that answers with something else (one
+// elsewhere may answer anything) ends the demo with a message, never an abort.
 #include <cstring>
 #include <iostream>
 #include <memory>
@@ -14,6 +16,7 @@
 
 #include "client/jex_client.h"
 #include "client/transport.h"
+#include "examples/calc/calc_results.h"
 #include "examples/calc/calc_service.h"
 #include "examples/calc/calc_types.h"
 #include "messages/jex_call.h"
@@ -149,7 +152,7 @@ void runHost(const std::string& server) {
   xany sum = zubJexClient::getInstance(name)->makeCall("ICalc", "add",
                                                        values({root.get(), xint(2), xint(3)}));
   say("The interface's descriptor built the call \"ICalc:add\"; the server answered " +
-      std::to_string(sum.toInt()));
+      std::to_string(calcIntResult(sum, "ICalc:add")));
 
   step(4, "A prepared call: the host fills the call record itself");
   zubJexCall call;
@@ -160,7 +163,7 @@ void runHost(const std::string& server) {
   xany quotient = zubJexClient::getInstance(name)->makeCall(&call);
   say("Without a \"this\" parameter the call goes to the server's root calculator: "
       "84 / 2 = " +
-      std::to_string(quotient.toInt()));
+      std::to_string(calcIntResult(quotient, "ICalc:divide")));
 
   step(5, "A one-way call: ICalc.log(\"hello\") sends the request and reads no response");
   zubJexClient::getInstance(name)->makeVoidCall("ICalc", "log",
@@ -190,12 +193,12 @@ void runHost(const std::string& server) {
   step(9, "A proxy that the server returned: createChild(\"child\"), then a call on it");
   xany child = zubJexClient::getInstance(name)->makeCall("ICalc", "createChild",
                                                          values({root.get(), "child"}));
-  CalcProxy* childProxy = CalcProxy::softcast(child.toObject());
+  CalcProxy* childProxy = calcProxyResult(child, "ICalc:createChild");
   say("The server returned a new calculator; the host holds it as a proxy with id \"" +
       text(childProxy->getProxyId()) + "\"");
   xany childName = zubJexClient::getInstance(name)->makeCall("ICalc", "getName", values({child}));
   say("Calling getName on that proxy reaches the child on the server: \"" +
-      text(childName.toString()) + "\"");
+      calcStringResult(childName, "ICalc:getName") + "\"");
 }
 
 }  // namespace
