@@ -327,12 +327,21 @@ void zubBinDeserializer::readInt(int& value) { readPrimitive(value); }
 void zubBinDeserializer::readLong(int64_t& value) { readPrimitive(value); }
 void zubBinDeserializer::readReal(double& value) { readPrimitive(value); }
 
-zubBinDeserializer::zubBinDeserializer(btkIStream* stream)
+zubBinDeserializer::zubBinDeserializer(btkIStream* stream, const zubBinDecodeLimits& limits)
     : stream_(stream),
       listener_(nullptr),
       memory_(ExactlyA<btkMemIStream>(stream)),
-      shared_(sharedStrings) {
+      shared_(sharedStrings),
+      limits_(limits),
+      memoryStart_(memory_ != nullptr ? memory_->position() : 0) {
   CheckStreamMode(stream_);
+}
+
+void zubBinDeserializer::refuse() const {
+  xthrowException(
+      xstring(("message would take more than " + std::to_string(limits_.maxBytesPerByteRead) +
+               " bytes of memory per byte read")
+                  .c_str()));
 }
 
 const uint8_t* zubBinDeserializer::readShortText(uint8_t* local, uint64_t size) {
@@ -351,6 +360,7 @@ zubSharedStringSlot* zubBinDeserializer::readSharedSlot(uint64_t size) {
     return &slot;
   }
   (void)&sharedStringsOwner;  // made with the first buffer the thread keeps
+  charge(size + kZubDecodeStringCost);
   btkStrBuf* fresh = btkStrBuf::CopyMB(reinterpret_cast<const char*>(text), size);
   if (buffer != nullptr) buffer->Unlock();
   slot = zubSharedStringSlot{fresh, nullptr, nullptr, nullptr, 0, 0, size, {}};
@@ -442,6 +452,7 @@ void zubBinDeserializer::readString(xstring& s, uint64_t size) {
     xstring body;
     body.Assign(__xstring_c{buffer, text, nullptr}, false);  // owned before Read can raise
     read(text, size);
+    charge(size + kZubDecodeStringCost);  // once the bytes that pay for it have arrived
     s = std::move(body);
     return;
   }
@@ -451,7 +462,9 @@ void zubBinDeserializer::readString(xstring& s, uint64_t size) {
     const size_t piece = static_cast<size_t>(std::min<uint64_t>(size - have, kStringChunk));
     body.resize(have + piece);
     read(&body[have], piece);
+    charge(piece);
   }
+  charge(size + kZubDecodeStringCost);  // the copy, beside the pieces
   s = xstring(body.data(), body.size());
 }
 
@@ -465,6 +478,7 @@ xobject* zubBinDeserializer::createObject(zubBinS11nRtti* descriptor,
     plainSequence_ = made;
     return made;
   }
+  charge(kZubDecodeObjectCost);
   void* instance = descriptor->create();
   try {
     descriptor->deserialize(this, instance);
@@ -500,17 +514,20 @@ int32_t zubBinDeserializer::readSequenceCount() {
   return count;
 }
 
-namespace {
-
-// Reads `count` elements with `readElement(element)` into a new sequence made with room
-// for the first kZubSequenceReserveMax of them; frees the sequence when a read fails.
-template <class Seq, class Element, class ReadElement>
-Seq* ReadElements(int32_t count, ReadElement&& readElement) {
-  Seq* seq = Seq::create(std::min(count, kZubSequenceReserveMax));
+// The sequence is made with room for the first kZubSequenceReserveMax elements; the
+// room grows here rather than in append, so that every growth is charged before it is
+// made. Elements in the room cost nothing more: the room's check covers them.
+template <class Seq, class Element, class ReadOne>
+Seq* zubBinDeserializer::readSequence(int32_t count, ReadOne&& readOne) {
+  int32_t room = std::min(count, kZubSequenceReserveMax);
+  int32_t heapRoom = 0;
+  charge(sizeof(Seq) + kZubDecodeAllocationCost + uint64_t{sizeof(Element)} * room);
+  Seq* seq = Seq::create(room);
   try {
     for (int32_t i = 0; i < count; ++i) {
+      if (i == room) room = growRoom<Seq, Element>(*seq, room, heapRoom, count);
       Element element;
-      readElement(element);
+      readOne(element);
       seq->Seq::append(std::move(element));
     }
   } catch (...) {
@@ -520,14 +537,25 @@ Seq* ReadElements(int32_t count, ReadElement&& readElement) {
   return seq;
 }
 
-}  // namespace
+// By half at a time: a list that grows by doubling holds up to twice the room it uses.
+// The first room on the heap is charged whole, with its allocation (the room made with
+// the sequence stays allocated); later ones the room they add.
+template <class Seq, class Element>
+int32_t zubBinDeserializer::growRoom(Seq& seq, int32_t room, int32_t& heapRoom, int32_t count) {
+  const int32_t grown = room + std::min(room / 2 + 1, count - room);
+  charge(uint64_t{sizeof(Element)} * static_cast<uint64_t>(grown - heapRoom) +
+         (heapRoom == 0 ? kZubDecodeAllocationCost : 0));
+  seq.reserve(grown);
+  heapRoom = grown;
+  return grown;
+}
 
 xobject* zubBinDeserializer::readElements(zubBinS11nSequenceRtti::ElementKind kind) {
   const int32_t count = readSequenceCount();
   if (kind == zubBinS11nSequenceRtti::kValueElements) {
-    return ReadElements<xanysequence, xany>(count, [this](xany& v) { readValue(v); });
+    return readSequence<xanysequence, xany>(count, [this](xany& v) { readValue(v); });
   }
-  return ReadElements<xstringsequence, xstring>(count, [this](xstring& v) { readText(v); });
+  return readSequence<xstringsequence, xstring>(count, [this](xstring& v) { readText(v); });
 }
 
 void zubBinDeserializer::readObject(xobject*& object) {
@@ -551,7 +579,7 @@ void zubBinDeserializer::readObject(xobject*& object) {
     explicit DepthGuard(int& d) : depth(d) { ++depth; }
     ~DepthGuard() { --depth; }
   } guard(depth_);
-  if (depth_ > kMaxObjectDepth) xthrowException("object nesting too deep");
+  if (depth_ > limits_.maxObjectDepth) xthrowException("object nesting too deep");
 
   const zubBinS11nSequenceRtti* sequence = nullptr;
   zubBinS11nRtti* descriptor = nullptr;
@@ -658,4 +686,7 @@ bool zubBinDeserializer::readObjectValue(xobject*& object) {
   return false;
 }
 
-void zubBinDeserializer::readAny(xany& value) { readTagged<false>(value); }
+void zubBinDeserializer::readAny(xany& value) {
+  charge(sizeof(xany));
+  readTagged<false>(value);
+}

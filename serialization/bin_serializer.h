@@ -17,6 +17,7 @@
 
 #include "platform/memory_streams.h"
 #include "platform/streams.h"
+#include "serialization/decode_limits.h"
 #include "serialization/export.h"
 #include "serialization/sequence_rtti.h"
 #include "serialization/serializer.h"
@@ -123,17 +124,24 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
 };
 
 // Reads "bins11n" from a stream. Hostile input never reads garbage or exhausts memory:
-// string bodies are allocated only as their bytes arrive (above a small size), and
-// objects nest at most kMaxObjectDepth deep. Built on the stack for one message; one
-// thread at a time. The stream is borrowed and must not be null.
+// string bodies are allocated only as their bytes arrive (above a small size), what a
+// message makes is charged against a budget that grows with the bytes read, and objects
+// nest only so deep (serialization/decode_limits.h). Every read raises a zubXException
+// "message would take more than <n> bytes of memory per byte read" once the charges
+// exceed the budget. Built on the stack for one message; one thread at a time. The
+// stream is borrowed and must not be null.
 class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
  public:
-  // Deepest nesting of objects inside objects that a reader accepts ("object nesting too
-  // deep" beyond it), so that hostile input cannot exhaust the stack.
-  static constexpr int kMaxObjectDepth = 64;
+  // The default nesting limit (zubBinDecodeLimits::maxObjectDepth).
+  static constexpr int kMaxObjectDepth = zubBinDecodeLimits::kDefaultMaxObjectDepth;
 
-  // Raises a zubXException "invalid stream mode" when the stream's mode is not 1.
-  explicit zubBinDeserializer(btkIStream* stream);
+  // Raises a zubXException "invalid stream mode" when the stream's mode is not 1. The
+  // budget counts the bytes read from here on.
+  explicit zubBinDeserializer(btkIStream* stream,
+                              const zubBinDecodeLimits& limits = zubBinDecodeLimits());
+
+  // Replaces the limits; what was charged so far stays charged.
+  void setLimits(const zubBinDecodeLimits& limits) { limits_ = limits; }
 
   void registerListener(zubBinDeserializerListener* listener) { listener_ = listener; }
 
@@ -170,14 +178,27 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   xrtti* readTypeByName();
 
  private:
-  // One Read per field; a memory stream is called without the virtual dispatch.
+  // One Read per field; a memory stream is called without the virtual dispatch. Only
+  // the other streams' bytes are counted here: a memory stream counts its own.
   void read(void* data, size_t n) {
     if (memory_ != nullptr) {
       memory_->Read(data, n);
     } else {
       stream_->Read(data, n);
+      streamBytesRead_ += n;
     }
   }
+  // Bytes consumed since construction.
+  uint64_t bytesRead() const {
+    return memory_ != nullptr ? memory_->position() - memoryStart_ : streamBytesRead_;
+  }
+  // Adds `bytes` to the charges; raises when they exceed the budget. Cheap enough for
+  // every allocation, not for every element: sequences charge their room as it grows.
+  void charge(uint64_t bytes) {
+    charged_ += bytes;
+    if (charged_ > limits_.allowance + limits_.maxBytesPerByteRead * bytesRead()) refuse();
+  }
+  [[noreturn]] void refuse() const;
   template <class T>
   void readPrimitive(T& value) {
     read(&value, sizeof(T));
@@ -197,6 +218,14 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   xobject* createObject(zubBinS11nRtti* descriptor, const zubBinS11nSequenceRtti* sequence);
   // A new sequence of that element kind, read element by element.
   xobject* readElements(zubBinS11nSequenceRtti::ElementKind kind);
+  // A new `Seq` of `count` elements, each read by `readOne`, its room charged as it is
+  // made; freed when a read fails.
+  template <class Seq, class Element, class ReadOne>
+  Seq* readSequence(int32_t count, ReadOne&& readOne);
+  // Makes room for more elements of `seq` (which holds `room`, full, of which `heapRoom`
+  // on the heap), at most `count` in all; the new room.
+  template <class Seq, class Element>
+  int32_t growRoom(Seq& seq, int32_t room, int32_t& heapRoom, int32_t count);
   int32_t readSequenceCount();
   // The tag byte and content of a value; the fields go through the overridable readers
   // unless kExact (the caller knows that this is exactly a zubBinDeserializer).
@@ -212,6 +241,10 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   zubBinDeserializerListener* listener_;
   btkMemIStream* memory_;        // stream_ when it is exactly a memory stream, else null
   zubSharedStringSlot* shared_;  // this thread's short strings
+  zubBinDecodeLimits limits_;
+  size_t memoryStart_;            // memory_'s position at construction
+  uint64_t streamBytesRead_ = 0;  // bytes read from a stream that is not memory_
+  uint64_t charged_ = 0;          // against the decoding budget
   int depth_ = 0;
   const xobject* plainSequence_ = nullptr;  // the latest sequence made in place
 };

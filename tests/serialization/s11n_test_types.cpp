@@ -11,6 +11,7 @@ int Counted::live = 0;
 XOBJECT_DEFINE_RTTI(Foo, "Foo", xobject)
 XOBJECT_DEFINE_RTTI(Node, "test.Node", xobject)
 XOBJECT_DEFINE_RTTI(Empty, "test.Empty", xobject)
+XOBJECT_DEFINE_RTTI(Tiny, "t", xobject)
 XOBJECT_DEFINE_RTTI(Failing, "test.Failing", xobject)
 XOBJECT_DEFINE_RTTI(Unregistered, "test.Unregistered", xobject)
 XOBJECT_DEFINE_RTTI(Nameless, nullptr, xobject)
@@ -54,6 +55,9 @@ void RegisterTestTypes() {
         Empty::getClassRtti(),
         new zubBinS11nRttiInterface(&zubSupportCreate<Empty>, &zubSupportCast<Empty>, nullptr,
                                     nullptr));
+    zubSupportRegisterDescriptor(
+        Tiny::getClassRtti(), new zubBinS11nRttiInterface(&zubSupportCreate<Tiny>,
+                                                          &zubSupportCast<Tiny>, nullptr, nullptr));
     return true;
   }();
   (void)done;

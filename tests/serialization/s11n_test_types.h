@@ -4,6 +4,7 @@
 //   "Foo"            contents: one int
 //   "test.Node"      contents: id (int), child (object, may be null)
 //   "test.Empty"     a descriptor without content functions
+//   "t"              the same, under the shortest name: the smallest object on the wire
 //   "test.Failing"   reading raises "broken contents" after one int
 //   "test.Unregistered", and a type without name: no descriptor
 #ifndef ZUBJEX_TESTS_SERIALIZATION_S11N_TEST_TYPES_H_
@@ -35,6 +36,10 @@ class Node : public Counted {
 };
 
 class Empty : public Counted {
+  XOBJECT_DECLARE_RTTI()
+};
+
+class Tiny : public Counted {
   XOBJECT_DECLARE_RTTI()
 };
 
