@@ -1,150 +1,218 @@
 #include "server/tcp_server.h"
 
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <boost/asio/basic_socket_acceptor.hpp>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/strand.hpp>
+#include <cerrno>
 #include <chrono>
 #include <exception>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "platform/exceptions.h"
-#include "platform/memory_streams.h"
-#include "transport/frame.h"
-#include "transport/frame_reader.h"
+#include "server/detail/connection_slots.h"
+#include "server/detail/tcp_connection.h"
+#include "transport/address.h"
+#include "transport/socket.h"
 
 namespace {
+
+using Strand = zubJexTcpConnection::Strand;
+using Acceptor = boost::asio::basic_socket_acceptor<boost::asio::ip::tcp, Strand>;
+using Timer =
+    boost::asio::basic_waitable_timer<std::chrono::steady_clock,
+                                      boost::asio::wait_traits<std::chrono::steady_clock>, Strand>;
+
 // The pause after a failed accept, so that a lack of descriptors does not spin.
 constexpr std::chrono::milliseconds kAcceptRetryPause(5);
+
+// A listening socket on `host` (an address or a name; the first address that binds is
+// used) and `port`, non-blocking. Raises "cannot listen on <host>:<port>: <reason>".
+int listenOn(const std::string& host, int port, int* family) {
+  const std::string name = zubTcpFormatAddress(host, port);
+  addrinfo hints{};
+  hints.ai_family = AF_UNSPEC;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
+  addrinfo* list = nullptr;
+  int rc = ::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &list);
+  if (rc != 0) zubTcpRaise("cannot listen on " + name + ": " + ::gai_strerror(rc));
+  int error = EADDRNOTAVAIL;
+  int fd = -1;
+  for (addrinfo* ai = list; ai != nullptr && fd < 0; ai = ai->ai_next) {
+    fd = ::socket(ai->ai_family, ai->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, ai->ai_protocol);
+    if (fd < 0) {
+      error = errno;
+      continue;
+    }
+    int one = 1;
+    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof(one));
+    if (::bind(fd, ai->ai_addr, ai->ai_addrlen) != 0 || ::listen(fd, SOMAXCONN) != 0) {
+      error = errno;
+      ::close(fd);
+      fd = -1;
+      continue;
+    }
+    *family = ai->ai_family;
+  }
+  ::freeaddrinfo(list);
+  if (fd < 0) zubTcpRaise(zubTcpErrorText("cannot listen on " + name, error));
+  return fd;
+}
+
+int workerCount(int threads) {
+  if (threads > 0) return threads;
+  return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+}
+
 }  // namespace
+
+// The server's state. The slots live as long as the server; everything of one run
+// (from start to stop) lives in Run.
+class zubJexTcpServer::Impl {
+ public:
+  Impl(zubJexDispatcher& dispatcher, const zubJexTcpServerOptions& options)
+      : dispatcher_(dispatcher), options_(options), slots_(options.maxConnections) {}
+
+  bool running() const { return run_ != nullptr; }
+  // Listens, starts the workers and the first accept; returns the bound address.
+  std::string start(int* port);
+  void stop();
+  int connectionCount() const { return slots_.count(); }
+
+ private:
+  struct Run {
+    explicit Run(int threads)
+        : io(threads),
+          strand(boost::asio::make_strand(io)),
+          acceptor(strand),
+          retry(strand),
+          work(boost::asio::make_work_guard(io)) {}
+
+    boost::asio::io_context io;
+    Strand strand;  // the acceptor's and its retry timer's
+    Acceptor acceptor;
+    Timer retry;
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work;
+    std::vector<std::thread> workers;
+  };
+
+  void accept();
+  void onAccept(const boost::system::error_code& error, zubJexTcpConnection::Socket socket);
+  static void work(boost::asio::io_context& io);
+
+  zubJexDispatcher& dispatcher_;
+  const zubJexTcpServerOptions options_;
+  zubJexConnectionSlots slots_;
+  std::unique_ptr<Run> run_;  // null while stopped; start and stop only
+  std::atomic<bool> stopping_{false};
+};
+
+std::string zubJexTcpServer::Impl::start(int* port) {
+  int family = AF_INET;
+  const int fd = listenOn(options_.host, options_.port, &family);
+  std::unique_ptr<Run> run(new Run(workerCount(options_.threads)));
+  boost::system::error_code error;
+  run->acceptor.assign(family == AF_INET6 ? boost::asio::ip::tcp::v6() : boost::asio::ip::tcp::v4(),
+                       fd, error);
+  if (error) {
+    ::close(fd);
+    zubTcpRaise("cannot listen on " + zubTcpFormatAddress(options_.host, options_.port) + ": " +
+                error.message());
+  }
+  boost::asio::ip::tcp::endpoint bound = run->acceptor.local_endpoint(error);
+  *port = bound.port();
+  stopping_.store(false);
+  slots_.open();
+  run_ = std::move(run);
+  accept();
+  const int threads = workerCount(options_.threads);
+  for (int i = 0; i < threads; ++i) {
+    run_->workers.emplace_back(&Impl::work, std::ref(run_->io));
+  }
+  return zubTcpFormatAddress(bound.address().to_string(), *port);
+}
+
+void zubJexTcpServer::Impl::stop() {
+  stopping_.store(true);
+  // New clients are refused from here on, even while every worker is busy with a call:
+  // a listening socket shut down stops listening at once (and ends the accept waiting
+  // on it). The socket itself is closed on its strand.
+  ::shutdown(run_->acceptor.native_handle(), SHUT_RDWR);
+  boost::asio::post(run_->strand, [run = run_.get()] {
+    boost::system::error_code ignored;
+    run->retry.cancel();
+    run->acceptor.close(ignored);
+  });
+  for (const std::shared_ptr<zubJexSlotMember>& waiting : slots_.close()) waiting->closeSoon();
+  // The busy connections finish their exchange and close; then the workers run out of
+  // work and end.
+  run_->work.reset();
+  for (std::thread& worker : run_->workers) worker.join();
+  run_.reset();
+}
+
+void zubJexTcpServer::Impl::work(boost::asio::io_context& io) {
+  for (;;) {
+    try {
+      io.run();
+      return;
+    } catch (const std::exception&) {
+      // A handler raised something that its connection did not catch; that connection
+      // has ended, the others go on.
+    }
+  }
+}
+
+void zubJexTcpServer::Impl::accept() {
+  run_->acceptor.async_accept(
+      boost::asio::make_strand(run_->io),
+      [this](const boost::system::error_code& error, zubJexTcpConnection::Socket socket) {
+        onAccept(error, std::move(socket));
+      });
+}
+
+void zubJexTcpServer::Impl::onAccept(const boost::system::error_code& error,
+                                     zubJexTcpConnection::Socket socket) {
+  if (stopping_.load()) return;
+  if (error) {  // a connection abandoned by its client, or no descriptor left for now
+    run_->retry.expires_after(kAcceptRetryPause);
+    run_->retry.async_wait([this](const boost::system::error_code& cancelled) {
+      if (!cancelled && !stopping_.load()) accept();
+    });
+    return;
+  }
+  auto connection =
+      std::make_shared<zubJexTcpConnection>(std::move(socket), dispatcher_, options_, slots_);
+  std::shared_ptr<zubJexSlotMember> evicted;
+  if (slots_.admit(connection, evicted)) connection->start();  // else closed when dropped
+  if (evicted) evicted->closeSoon();
+  accept();
+}
 
 zubJexTcpServer::zubJexTcpServer(zubJexDispatcher& dispatcher,
                                  const zubJexTcpServerOptions& options)
-    : dispatcher_(dispatcher), options_(options) {}
+    : impl_(new Impl(dispatcher, options)) {}
 
 zubJexTcpServer::~zubJexTcpServer() { stop(); }
 
 void zubJexTcpServer::start() {
-  if (running_) return;
-  stopping_.store(false);
-  stopSignal_.reset();
-  listener_ = zubTcpListener::listen(options_.host, options_.port);
-  port_ = listener_.port();
-  address_ = listener_.address();
-  acceptThread_ = std::thread(&zubJexTcpServer::acceptLoop, this);
-  running_ = true;
+  if (impl_->running()) return;
+  address_ = impl_->start(&port_);
 }
 
 void zubJexTcpServer::stop() {
-  if (!running_) return;
-  stopping_.store(true);
-  stopSignal_.signal();
-  acceptThread_.join();
-  listener_.close();
-  std::list<Connection> connections;
-  {
-    std::lock_guard<std::mutex> lock(connectionsMutex_);
-    interruptWaitingConnections();
-    connections.swap(connections_);
-  }
-  for (Connection& connection : connections) connection.thread.join();
-  running_ = false;
+  if (impl_->running()) impl_->stop();
 }
 
-void zubJexTcpServer::acceptLoop() {
-  for (;;) {
-    zubTcpSocket socket;
-    bool failed = false;
-    try {
-      socket = listener_.accept(zubTcpDeadline::never(), stopSignal_.fd());
-    } catch (xthrowable* t) {
-      xadoptThrown(t);
-      failed = true;
-    }
-    if (stopping_.load()) return;
-    reapFinished();
-    if (!socket.isOpen()) {
-      if (failed) std::this_thread::sleep_for(kAcceptRetryPause);
-      continue;
-    }
-    if (connectionCount_.load() >= options_.maxConnections) continue;  // closes it
-    std::lock_guard<std::mutex> lock(connectionsMutex_);
-    connections_.emplace_back();
-    Connection* connection = &connections_.back();
-    ++connectionCount_;
-    try {
-      connection->thread =
-          std::thread(&zubJexTcpServer::serve, this, std::move(socket), connection);
-    } catch (const std::exception&) {
-      --connectionCount_;
-      connections_.pop_back();
-    }
-  }
-}
-
-void zubJexTcpServer::reapFinished() {
-  std::lock_guard<std::mutex> lock(connectionsMutex_);
-  for (auto it = connections_.begin(); it != connections_.end();) {
-    if (!it->finished.load()) {
-      ++it;
-      continue;
-    }
-    it->thread.join();
-    it = connections_.erase(it);
-  }
-}
-
-// A connection's thread marks itself kWaiting and then reads stopping_; stop sets
-// stopping_ and then interrupts the connections it finds kWaiting (all sequentially
-// consistent). So either the thread sees stopping_ and ends, or stop finds it waiting
-// and shuts its receiving side down, which ends the wait at once or makes the thread's
-// exchange to kBusy find kInterrupted. A thread already busy finishes its call, sends
-// the response and sees stopping_ before it waits again.
-void zubJexTcpServer::interruptWaitingConnections() {
-  for (Connection& connection : connections_) {
-    int waiting = kWaiting;
-    if (connection.state.compare_exchange_strong(waiting, kInterrupted)) {
-      connection.socket->shutdownReceiving();
-    }
-  }
-}
-
-void zubJexTcpServer::serve(zubTcpSocket socket, Connection* connection) {
-  connection->socket = &socket;
-  try {
-    serveRequests(socket, *connection);
-  } catch (xthrowable* t) {
-    xadoptThrown(t);  // a broken, stalled or misbehaving connection: closed below
-  } catch (const std::exception&) {
-  }
-  {
-    // Never while stop may still shut the descriptor down: it could be another's by then.
-    std::lock_guard<std::mutex> lock(connectionsMutex_);
-    connection->state.store(kDone);
-    socket.close();
-  }
-  --connectionCount_;
-  connection->finished.store(true);
-}
-
-void zubJexTcpServer::serveRequests(zubTcpSocket& socket, Connection& connection) {
-  // The wait for the next request blocks in the receive itself (see zubTcpSocket).
-  socket.setReceiveTimeout(options_.idleTimeoutMs);
-  zubJexFrameReader reader(options_.maxFrameSize);
-  zubJexMessageIStream request;
-  btkMemOStream response;
-  const xstring peer(socket.peer().c_str());
-  uint8_t header[kZubJexFrameHeaderSize];
-  for (;;) {
-    if (!reader.hasPendingBytes()) {  // a request already buffered is served regardless
-      connection.state.store(kWaiting);
-      if (stopping_.load()) return;
-    }
-    zubJexFrameReader::Result begun =
-        reader.awaitFrame(socket, zubTcpDeadline::after(options_.idleTimeoutMs));
-    if (connection.state.exchange(kBusy) == kInterrupted) return;
-    if (begun != zubJexFrameReader::kFrame) return;
-    reader.finishFrame(socket, options_.ioTimeoutMs);
-    request.reset(reader.message(), reader.messageSize());
-    if (!dispatcher_.dispatch(&request, response, peer)) continue;
-    zubJexEncodeFrameLength(static_cast<uint32_t>(response.size()), header);
-    socket.sendAll(header, sizeof(header), response.data(), response.size(),
-                   zubTcpDeadline::after(options_.ioTimeoutMs));
-  }
-}
+int zubJexTcpServer::connectionCount() const { return impl_->connectionCount(); }

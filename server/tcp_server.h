@@ -6,42 +6,61 @@
 //   server.start();
 //   ... clients call server.address() ...
 //   server.stop();                          // or let the destructor stop it
+//
+// Connections are served by a small pool of worker threads that wait for every
+// connection at once and also run the calls: a connection that waits for its next
+// request costs a descriptor and a few hundred bytes, never a thread.
 #ifndef ZUBJEX_SERVER_TCP_SERVER_H_
 #define ZUBJEX_SERVER_TCP_SERVER_H_
 
-#include <atomic>
 #include <cstdint>
-#include <list>
-#include <mutex>
+#include <memory>
 #include <string>
-#include <thread>
 
 #include "server/dispatcher.h"
 #include "server/export.h"
-#include "server/wakeup.h"
-#include "transport/listener.h"
 
-// The limits of a server, in one place.
+// The limits of a server, in one place. A time limit of zero or less means no limit.
 struct zubJexTcpServerOptions {
   // The address to listen on. Loopback by default, so that a server reachable from
   // other hosts is always asked for explicitly.
   std::string host = "127.0.0.1";
   // The port; 0 lets the system choose a free one (see zubJexTcpServer::port()).
   int port = 0;
-  // Connections served at once, one thread each: bounds the threads and buffers that
-  // clients can make the server hold. A connection beyond it is closed at once.
-  int maxConnections = 64;
+  // The worker threads; zero or less: one per processor (at least one). They also run
+  // the calls, so this is the number of calls that run at once: a handler that blocks
+  // holds a worker until it returns.
+  int threads = 0;
+  // Connections served at once: bounds the descriptors and memory that clients can make
+  // the server hold. When every slot is taken, the connection that has waited longest
+  // for its next request is closed to make room, so that connections opened and left
+  // idle cannot lock well-behaved clients out; only when every connection is busy with
+  // a request is the new one closed at once.
+  int maxConnections = 10000;
   // The largest request accepted, in bytes. The length of a frame comes from the client
   // and is not trusted: without a cap one connection could make the server hold 4 GiB.
-  // A larger frame closes the connection.
+  // A larger frame closes the connection. The buffer of a frame grows with the bytes
+  // that arrive, never ahead of them on the word of the length field.
   uint32_t maxFrameSize = 16u * 1024 * 1024;
-  // Once a request has begun, the time within which the rest must arrive; also the time
-  // a client has to take a response. A client that stalls in the middle of a message
-  // would otherwise hold its thread for ever. Zero or less: no limit.
-  int ioTimeoutMs = 30000;
-  // How long a connection may wait for its next request before the server closes it:
-  // an idle connection holds a thread. Zero or less: no limit.
+  // The largest request or response buffer that a connection keeps for its next call;
+  // a larger one is given back after its exchange, so that connections which once sent
+  // a large request cannot each keep a buffer of up to maxFrameSize while they idle.
+  // At worst maxConnections connections keep this much each.
+  uint32_t keptBufferSize = 64u * 1024;
+  // Time for a new connection to begin its first request. Stops connections opened
+  // and left silent from holding slots (and descriptors) for the whole idle time-out.
+  int firstRequestTimeoutMs = 10000;
+  // Time for the whole of a request to arrive once its first byte has (slow sender):
+  // stops a client that trickles a frame, or announces one and stalls, from holding a
+  // busy slot and its partial buffer for ever.
+  int frameTimeoutMs = 30000;
+  // How long a kept connection may wait for its next request before the server closes
+  // it: stops clients that connected once and went away without closing from holding
+  // slots for ever. Long, since clients keep connections for their next call.
   int idleTimeoutMs = 300000;
+  // Time for a client to take a response: stops a client that sends requests but never
+  // reads the answers from holding the response buffer and a busy slot for ever.
+  int writeTimeoutMs = 30000;
 };
 
 // The server. The dispatcher is borrowed and must outlive the server. start and stop
@@ -62,7 +81,8 @@ class ZUBJEX_SERVER_EXPORT zubJexTcpServer {
   // Listens and starts accepting. Raises a zubXException
   // "cannot listen on <host>:<port>: <reason>"; a second start does nothing.
   void start();
-  // Stops accepting, closes idle connections, lets the calls in flight finish and send
+  // Stops accepting (new clients are refused from the moment it is called), closes the
+  // connections that wait for a request, lets the requests in flight finish and send
   // their responses, and returns when every thread of the server has ended. Does
   // nothing when the server is not running. Never call it from a method handler: it
   // would wait for its own thread.
@@ -73,42 +93,14 @@ class ZUBJEX_SERVER_EXPORT zubJexTcpServer {
   // "host:port" for clients, for instance "127.0.0.1:40123" (empty before start).
   const std::string& address() const { return address_; }
   // The connections served at this moment.
-  int connectionCount() const { return connectionCount_.load(); }
+  int connectionCount() const;
 
  private:
-  // Where a connection's thread is, for stop: waiting for a request to begin (the only
-  // place where stop interrupts it), busy with one, or done with the socket closed.
-  enum ConnectionState { kWaiting, kBusy, kInterrupted, kDone };
+  class Impl;
 
-  struct Connection {
-    std::thread thread;
-    std::atomic<bool> finished{false};
-    std::atomic<int> state{kBusy};
-    zubTcpSocket* socket = nullptr;  // the thread's own; valid until kDone
-  };
-
-  void acceptLoop();
-  void serve(zubTcpSocket socket, Connection* connection);
-  void serveRequests(zubTcpSocket& socket, Connection& connection);
-  // Ends the wait of every connection that waits for a request; the others see
-  // stopping_ before their next wait. Called with connectionsMutex_ held.
-  void interruptWaitingConnections();
-  // Joins and forgets the connections whose threads have ended.
-  void reapFinished();
-
-  zubJexDispatcher& dispatcher_;
-  const zubJexTcpServerOptions options_;
-  zubTcpListener listener_;
-  zubJexWakeup stopSignal_;  // wakes the accepting thread
-  std::atomic<bool> stopping_{false};
-  std::thread acceptThread_;
-  std::atomic<int> connectionCount_{0};
+  std::unique_ptr<Impl> impl_;  // never null
   int port_ = 0;
   std::string address_;
-  bool running_ = false;
-  // Guards connections_, and closing a connection's socket against stop's interrupt.
-  std::mutex connectionsMutex_;
-  std::list<Connection> connections_;
 };
 
 #endif  // ZUBJEX_SERVER_TCP_SERVER_H_

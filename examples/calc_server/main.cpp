@@ -3,11 +3,16 @@
 //
 //   zubjex_calc_server                  127.0.0.1 and a free port, printed at start
 //   zubjex_calc_server 127.0.0.1:7070   the address given
+//   zubjex_calc_server --help           the options (the server's limits)
 //
 // Clients: zubjex_demo 127.0.0.1:7070
 #include <signal.h>
 
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
 #include <iostream>
+#include <limits>
 #include <string>
 
 #include "examples/calc/calc_service.h"
@@ -18,6 +23,22 @@
 #include "transport/address.h"
 
 namespace {
+
+const char kUsage[] =
+    "usage: zubjex_calc_server [options] [HOST:PORT]\n"
+    "Serves the calculator example over TCP (default 127.0.0.1 and a free port).\n"
+    "Options (a time of 0 means no limit):\n"
+    "  --max-connections N            connections served at once; when all are taken the\n"
+    "                                 one idle longest makes room (default 10000)\n"
+    "  --threads N                    worker threads, also the calls run at once\n"
+    "                                 (default 0: one per processor)\n"
+    "  --first-request-timeout-ms MS  time for a new connection to begin a request (10000)\n"
+    "  --frame-timeout-ms MS          time for a begun request to arrive whole (30000)\n"
+    "  --idle-timeout-ms MS           time a connection may wait between calls (300000)\n"
+    "  --write-timeout-ms MS          time for a client to take a response (30000)\n"
+    "  --max-frame-size BYTES         the largest request (16777216)\n"
+    "  --kept-buffer-size BYTES       the largest buffer kept between calls (65536)\n"
+    "  --help                         this text\n";
 
 std::string text(const xstring& s) { return std::string(s.CastToCString(), s.GetMBSize()); }
 
@@ -32,18 +53,85 @@ sigset_t blockStopSignals() {
   return signals;
 }
 
+// `text` as a whole decimal number from `min` to `max`; false otherwise.
+bool parseNumber(const char* text, long long min, long long max, long long& out) {
+  if (*text == '\0') return false;
+  char* end = nullptr;
+  errno = 0;
+  const long long value = std::strtoll(text, &end, 10);
+  if (errno != 0 || *end != '\0' || value < min || value > max) return false;
+  out = value;
+  return true;
+}
+
+// An option that takes a number, and where it goes.
+struct NumberOption {
+  const char* name;
+  long long min;
+  long long max;
+  int* intTarget;
+  uint32_t* sizeTarget;
+};
+
+enum class Parsed { kRun, kHelp, kError };
+
+Parsed parseCommandLine(int argc, char** argv, zubJexTcpServerOptions& options) {
+  constexpr long long kIntMax = std::numeric_limits<int>::max();
+  constexpr long long kSizeMax = std::numeric_limits<uint32_t>::max();
+  const NumberOption numbers[] = {
+      {"--max-connections", 1, kIntMax, &options.maxConnections, nullptr},
+      {"--threads", 0, 1024, &options.threads, nullptr},
+      {"--first-request-timeout-ms", 0, kIntMax, &options.firstRequestTimeoutMs, nullptr},
+      {"--frame-timeout-ms", 0, kIntMax, &options.frameTimeoutMs, nullptr},
+      {"--idle-timeout-ms", 0, kIntMax, &options.idleTimeoutMs, nullptr},
+      {"--write-timeout-ms", 0, kIntMax, &options.writeTimeoutMs, nullptr},
+      {"--max-frame-size", 1, kSizeMax, nullptr, &options.maxFrameSize},
+      {"--kept-buffer-size", 0, kSizeMax, nullptr, &options.keptBufferSize},
+  };
+  bool haveAddress = false;
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg == "--help" || arg == "-h") return Parsed::kHelp;
+    const NumberOption* option = nullptr;
+    for (const NumberOption& candidate : numbers) {
+      if (arg == candidate.name) option = &candidate;
+    }
+    if (option != nullptr) {
+      long long value = 0;
+      if (i + 1 == argc || !parseNumber(argv[++i], option->min, option->max, value)) {
+        std::cerr << "zubjex_calc_server: " << arg << " needs a number from " << option->min
+                  << " to " << option->max << "\n";
+        return Parsed::kError;
+      }
+      if (option->intTarget != nullptr) *option->intTarget = static_cast<int>(value);
+      if (option->sizeTarget != nullptr) *option->sizeTarget = static_cast<uint32_t>(value);
+      continue;
+    }
+    zubTcpAddress address;
+    if (haveAddress || arg.empty() || arg[0] == '-' || !zubTcpParseAddress(arg, address)) {
+      std::cerr << "zubjex_calc_server: unexpected argument " << arg << "\n";
+      return Parsed::kError;
+    }
+    haveAddress = true;
+    options.host = address.host;
+    options.port = std::stoi(address.port);
+  }
+  return Parsed::kRun;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   zubJexTcpServerOptions options;
-  if (argc > 1) {
-    zubTcpAddress address;
-    if (argc > 2 || !zubTcpParseAddress(argv[1], address)) {
-      std::cerr << "usage: zubjex_calc_server [HOST:PORT]\n";
+  switch (parseCommandLine(argc, argv, options)) {
+    case Parsed::kHelp:
+      std::cout << kUsage;
+      return 0;
+    case Parsed::kError:
+      std::cerr << kUsage;
       return 2;
-    }
-    options.host = address.host;
-    options.port = std::stoi(address.port);
+    case Parsed::kRun:
+      break;
   }
   sigset_t stopSignals = blockStopSignals();
 
