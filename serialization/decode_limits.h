@@ -8,15 +8,19 @@
 //   allowance + maxBytesPerByteRead * (bytes the reader has consumed so far),
 // long before a hostile message has made much. The charges are never given back while
 // the message is read:
-//   sequence made in place  its size plus kZubDecodeAllocationCost, plus the size of
-//                           its elements' room (16 bytes per value, 8 per string) as the
-//                           room is made: at first for at most kZubSequenceReserveMax
+//   sequence made in place  its size plus kZubDecodeAllocationCost, plus its elements'
+//                           room (16 bytes per value, 8 per string) as the room is
+//                           made: at first for at most kZubSequenceReserveMax
 //                           elements, then growing by half at a time, never beyond the
-//                           count on the wire; a room moved to the heap is charged anew
+//                           count on the wire. The first room on the heap is charged
+//                           whole with kZubDecodeAllocationCost (the first room stays
+//                           allocated), each later one the room it adds
 //   other object            kZubDecodeObjectCost
-//   string buffer made      its bytes plus kZubDecodeStringCost; short texts that the
-//                           reader keeps for reuse cost nothing when they recur, and
-//                           the nil string costs nothing
+//   string buffer made      its bytes plus kZubDecodeStringCost, once its bytes have
+//                           been read; a string above 64 KiB is assembled in pieces and
+//                           copied, and costs its bytes twice. Short texts that the
+//                           reader keeps for reuse cost nothing when they recur, the
+//                           nil string nothing
 //   value read by readAny   sizeof(xany) (for the descriptors that keep what they read)
 // Integers, reals and the like read into an object's own fields cost nothing more than
 // the object, and what a descriptor or listener allocates on its own is not seen.

@@ -137,4 +137,54 @@ TEST_F(HostileInputTest, RandomMutationsNeverCrash) {
   response.reset();
 }
 
+// A sequence value of `type` holding `count` copies of `element`.
+std::string ManyOf(const char* type, int count, const std::string& element) {
+  std::string out = Seq(type, 0);
+  for (int shift : {0, 8, 16, 24})
+    out[out.size() - 4 + shift / 8] = static_cast<char>(count >> shift);
+  for (int i = 0; i < count; ++i) out += element;
+  return out;
+}
+
+// The decoding budget seen from the message layer, on calls and responses alike: a
+// message that makes many times its size is refused with the budget as the cause, and
+// the records stay untouched; honest lists of the same length are read.
+TEST_F(HostileInputTest, MessagesThatOutgrowTheirBytesAreRefused) {
+  const int n = 100000;
+  const std::string nil = Bytes({0x01});
+  const std::string int7 = Bytes({0x02, 7, 0, 0, 0});
+  const std::string emptySeq = Seq("xanysequence", 0);
+  const struct {
+    const char* name;
+    std::string values;
+    bool refused;
+  } cases[] = {
+      {"nils", ManyOf("xanysequence", n, nil), true},
+      {"empty strings", ManyOf("xanysequence", n, Bytes({0x08, 0x01, 0x00})), true},
+      {"empty sequences", ManyOf("xanysequence", n, emptySeq), true},
+      {"sequences of nils", ManyOf("xanysequence", n / 10, ManyOf("xanysequence", 8, nil)), true},
+      {"ints", ManyOf("xanysequence", n, int7), false},
+      {"one-byte strings", ManyOf("xanysequence", n, Bytes({0x08}) + Str("s")), false},
+      {"sequences of ints", ManyOf("xanysequence", n / 10, ManyOf("xanysequence", 3, int7)), false},
+  };
+  for (const auto& c : cases) {
+    for (bool isCall : {true, false}) {
+      SCOPED_TRACE(std::string(c.name) + (isCall ? " in a call" : " in a response"));
+      const std::string bytes = isCall ? kCallHead + Seq("xstringsequence", 0) + c.values + kTail
+                                       : Str("JEXResponse") + Str("r") + Bytes({2, 0, 0, 0}) +
+                                             kNil + c.values + kNil + kNil + Bytes({0x0A});
+      Failure f = Read(isCall, bytes);
+      if (!c.refused) {
+        EXPECT_FALSE(f.raised) << f.text << ": " << f.cause;
+        call.reset();
+        response.reset();
+        continue;
+      }
+      ASSERT_EQ(f.text, isCall ? "failed to read a call" : "failed to read a response");
+      EXPECT_EQ(f.cause, "message would take more than 7 bytes of memory per byte read");
+      ExpectRecordsUntouched();
+    }
+  }
+}
+
 }  // namespace
