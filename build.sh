@@ -140,14 +140,20 @@ case "$command" in
     seconds=${1:-60}
     CXX=clang++-14 configure build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_TESTING=OFF \
       -DZUBJEX_BUILD_BENCH=OFF -DZUBJEX_BUILD_FUZZERS=ON
-    readers=(call response object frame)
-    ninja -C build-fuzz -j "$jobs" "${readers[@]/%/_fuzzer}"
+    # The readers of calls, responses, standalone objects and TCP frames; the server's
+    # request handling (dispatch); the client's response handling (client).
+    targets=(call response object frame dispatch client)
+    ninja -C build-fuzz -j "$jobs" "${targets[@]/%/_fuzzer}"
     mkdir -p build-fuzz/artifacts
-    for r in "${readers[@]}"; do
-      mkdir -p "build-fuzz/corpus/$r"
-      "build-fuzz/fuzz/${r}_fuzzer" -max_total_time="$seconds" -rss_limit_mb=2048 \
-        -print_final_stats=1 -artifact_prefix="build-fuzz/artifacts/$r-" \
-        "build-fuzz/corpus/$r" "build-fuzz/fuzz/seeds/$r"
+    for t in "${targets[@]}"; do
+      extra=()
+      # The client writes a line to standard error for every failed call.
+      [ "$t" = client ] && extra+=(-close_fd_mask=2)
+      mkdir -p "build-fuzz/corpus/$t"
+      log "fuzzing $t for ${seconds}s"
+      "build-fuzz/fuzz/${t}_fuzzer" -max_total_time="$seconds" -max_len=1048576 \
+        -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="build-fuzz/artifacts/$t-" \
+        ${extra[@]+"${extra[@]}"} "build-fuzz/corpus/$t" "build-fuzz/fuzz/seeds/$t"
     done
     ;;
   docs)

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <thread>
 
 #include "fuzz_support.h"
 #include "messages/jex_serializer.h"
@@ -11,28 +12,43 @@
 #include "transport/socket.h"
 
 namespace {
-// Small enough that the length check refuses some frames the fuzzer writes.
-constexpr uint32_t kMaxMessageSize = 2048;
+// Small enough that the length check refuses some frames the fuzzer writes, large
+// enough for a call with a 100 KiB string.
+constexpr uint32_t kMaxMessageSize = 512 * 1024;
+
+// Sends the bytes and closes the sending side. Inputs can be larger than a socket's
+// buffer, so this runs beside the reader; it stops early when the reader has closed
+// its end.
+void SendAll(int fd, const uint8_t* data, size_t size) {
+  while (size > 0) {
+    ssize_t sent = ::send(fd, data, size, MSG_NOSIGNAL);
+    if (sent <= 0) break;
+    data += sent;
+    size -= static_cast<size_t>(sent);
+  }
+  ::close(fd);
+}
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   zubfuzz::OneHostObjectMap& map = zubfuzz::Setup();
   int fds[2];
   if (::socketpair(AF_UNIX, SOCK_STREAM, 0, fds) != 0) std::abort();
-  // The socket buffer holds every input libFuzzer makes by default (-max_len 4096).
-  if (::write(fds[1], data, size) != static_cast<ssize_t>(size)) std::abort();
-  ::close(fds[1]);
-  zubTcpSocket socket(fds[0], "fuzz peer");
-  zubJexFrameReader reader(kMaxMessageSize);
-  zubJexMessageIStream message;
-  zubfuzz::IgnoreRaised([&] {
-    while (reader.read(socket, zubTcpDeadline::never(), 1000) == zubJexFrameReader::kFrame) {
-      message.reset(reader.message(), reader.messageSize());
-      zubJexCall call;
-      zubfuzz::IgnoreRaised([&] {
-        zubJEXSerializer::getInstance()->readCall(&message, call, &map, zubfuzz::kServerUrl);
-      });
-    }
-  });
+  std::thread sender(SendAll, fds[1], data, size);
+  {
+    zubTcpSocket socket(fds[0], "fuzz peer");
+    zubJexFrameReader reader(kMaxMessageSize);
+    zubJexMessageIStream message;
+    zubfuzz::IgnoreRaised([&] {
+      while (reader.read(socket, zubTcpDeadline::never(), 1000) == zubJexFrameReader::kFrame) {
+        message.reset(reader.message(), reader.messageSize());
+        zubJexCall call;
+        zubfuzz::IgnoreRaised([&] {
+          zubJEXSerializer::getInstance()->readCall(&message, call, &map, zubfuzz::kServerUrl);
+        });
+      }
+    });
+  }  // closes the reading end, which stops a sender that is still sending
+  sender.join();
   return 0;
 }

@@ -1,9 +1,11 @@
 // Writes the seed corpus of the fuzz targets: valid messages made by the encoder, one
-// file each, into <dir>/call, <dir>/response, <dir>/object and <dir>/frame (which must
+// file each, into <dir>/<target> for every target named in kTargets (the folders must
 // exist). Usage: zubjex_fuzz_seeds <dir>
 #include <cstdio>
 #include <fstream>
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "examples/calc/calc_error.h"
@@ -15,6 +17,9 @@
 #include "transport/frame.h"
 
 namespace {
+
+// Above 64 KiB, where the reader takes another path for a string's length.
+constexpr size_t kLargeString = 100 * 1024;
 
 zubJEXSerializer* Jex() { return zubJEXSerializer::getInstance(); }
 
@@ -55,6 +60,11 @@ std::vector<std::string> Calls() {
   log.addParam("message", xstring("hello"));
   calls.push_back(Call(log));
 
+  zubJexCall large;
+  large.setName("ICalc:log");
+  large.addParam("message", xstring(std::string(kLargeString, 'm').c_str()));
+  calls.push_back(Call(large));
+
   zubJexCall mixed;
   mixed.setName("mixed");
   mixed.setReturnType(zubGetRtti_any());
@@ -83,6 +93,10 @@ std::vector<std::string> Responses() {
     const char* code;
   } cases[] = {
       {"addResponse", zubJexResponseValue, zubGetRtti_int(), xint{5}, nullptr},
+      {"addResponse", zubJexResponseVoid, nullptr, xany(), nullptr},
+      {"addResponse", zubJexResponseFault, nullptr, xany::Nil(), "UnknownMethod"},
+      {"getNameResponse", zubJexResponseValue, zubGetRtti_string(),
+       xstring(std::string(kLargeString, 'r').c_str()), nullptr},
       {"logResponse", zubJexResponseVoid, nullptr, xany(), nullptr},
       {"createChildResponse", zubJexResponseValue, zubRttiGetFromMap("ICalc"), Proxy("c1"),
        nullptr},
@@ -135,6 +149,38 @@ std::vector<std::string> Frames(const std::vector<std::string>& calls) {
   return {Frame(calls[0]), all, Frame(std::string(4000, 'x'))};
 }
 
+// A call of the calculator's method `name` with the named parameters.
+std::string CalcCall(const char* name, std::initializer_list<std::pair<const char*, xany>> params,
+                     bool oneWay = false) {
+  zubJexCall call;
+  call.setName(name);
+  call.setIsAsync(oneWay);
+  for (const auto& p : params) call.addParam(p.first, p.second);
+  return Call(call);
+}
+
+// Conversations with the calculator server, each a client's frames one after another:
+// objects handed out, called, pushed out of the map and called again.
+std::vector<std::string> Dispatches(const std::vector<std::string>& calls) {
+  std::string children;
+  for (const char* name : {"a", "b", "c", "d"}) {
+    children += Frame(CalcCall("ICalc:createChild", {{"name", xstring(name)}}));
+  }
+  children += Frame(CalcCall("ICalc:getName", {{"this", Proxy("o1")}}));
+  children += Frame(CalcCall("ICalc:add", {{"this", Proxy("o4")}, {"a", xint{1}}, {"b", xint{2}}}));
+  std::string faults = Frame(CalcCall("ICalc:divide", {{"a", xint{1}}, {"b", xint{0}}})) +
+                       Frame(CalcCall("ICalc:add", {{"a", xstring("1")}, {"b", xint{2}}})) +
+                       Frame(CalcCall("ICalc:add", {{"a", xint{2147483647}}, {"b", xint{1}}})) +
+                       Frame(CalcCall("ICalc:power", {{"a", xint{2}}})) +
+                       Frame(CalcCall("IOther:ping", {})) + Frame(std::string("\x01\x02", 2));
+  std::string oneWay = Frame(CalcCall("ICalc:log", {{"message", xstring("hi")}}, true)) +
+                       Frame(CalcCall("ICalc:nothing", {}, true)) +
+                       Frame(CalcCall("ICalc:getName", {}));
+  std::vector<std::string> dispatches = {children, faults, oneWay};
+  for (const std::string& call : calls) dispatches.push_back(Frame(call));
+  return dispatches;
+}
+
 bool WriteAll(const std::string& dir, const char* kind, const std::vector<std::string>& items) {
   for (size_t i = 0; i < items.size(); ++i) {
     std::ofstream file(dir + "/" + kind + "/seed" + std::to_string(i), std::ios::binary);
@@ -153,8 +199,11 @@ int main(int argc, char** argv) {
   }
   try {
     std::vector<std::string> calls = Calls();
-    bool ok = WriteAll(argv[1], "call", calls) && WriteAll(argv[1], "response", Responses()) &&
-              WriteAll(argv[1], "object", Objects()) && WriteAll(argv[1], "frame", Frames(calls));
+    std::vector<std::string> responses = Responses();
+    bool ok = WriteAll(argv[1], "call", calls) && WriteAll(argv[1], "response", responses) &&
+              WriteAll(argv[1], "object", Objects()) && WriteAll(argv[1], "frame", Frames(calls)) &&
+              WriteAll(argv[1], "dispatch", Dispatches(calls)) &&
+              WriteAll(argv[1], "client", responses);
     if (!ok) {
       std::fprintf(stderr, "cannot write the seeds into %s\n", argv[1]);
       return 1;
