@@ -9,14 +9,34 @@ namespace {
 constexpr size_t kInitialCapacity = 4096;
 }
 
-zubJexFrameReader::zubJexFrameReader(uint32_t maxMessageSize)
+zubJexFrameReader::zubJexFrameReader(uint32_t maxMessageSize, size_t keptCapacity)
     : maxMessageSize_(maxMessageSize),
+      keptCapacity_(keptCapacity),
       buffer_(new uint8_t[kInitialCapacity]),
       capacity_(kInitialCapacity) {}
 
 void zubJexFrameReader::reset() {
   frameStart_ = frameSize_ = end_ = 0;
   haveFrame_ = false;
+  shrinkIfLarge();
+}
+
+void zubJexFrameReader::releaseFrame() {
+  if (haveFrame_) frameStart_ += kZubJexFrameHeaderSize + frameSize_;
+  haveFrame_ = false;
+  if (frameStart_ == end_) frameStart_ = end_ = 0;
+  shrinkIfLarge();
+}
+
+void zubJexFrameReader::shrinkIfLarge() {
+  const size_t buffered = end_ - frameStart_;
+  if (capacity_ <= keptCapacity_ || buffered > kInitialCapacity) return;
+  std::unique_ptr<uint8_t[]> small(new uint8_t[kInitialCapacity]);
+  if (buffered > 0) std::memcpy(small.get(), buffer_.get() + frameStart_, buffered);
+  buffer_ = std::move(small);
+  capacity_ = kInitialCapacity;
+  frameStart_ = 0;
+  end_ = buffered;
 }
 
 zubJexFrameReader::Result zubJexFrameReader::read(zubTcpSocket& socket, zubTcpDeadline startBy,
@@ -28,10 +48,8 @@ zubJexFrameReader::Result zubJexFrameReader::read(zubTcpSocket& socket, zubTcpDe
 
 zubJexFrameReader::Result zubJexFrameReader::awaitFrame(zubTcpSocket& socket,
                                                         zubTcpDeadline startBy) {
-  if (haveFrame_) frameStart_ += kZubJexFrameHeaderSize + frameSize_;
-  haveFrame_ = false;
+  releaseFrame();
   if (frameStart_ != end_) return kFrame;
-  frameStart_ = end_ = 0;
   size_t n = socket.tryReceive(buffer_.get(), capacity_, startBy);
   if (n == zubTcpSocket::kTimedOut) return kTimedOut;
   if (n == 0) return kClosed;

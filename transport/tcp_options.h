@@ -2,7 +2,11 @@
 #ifndef ZUBJEX_TRANSPORT_TCP_OPTIONS_H_
 #define ZUBJEX_TRANSPORT_TCP_OPTIONS_H_
 
+#include <cstddef>
 #include <cstdint>
+
+// The default of zubJexTcpOptions::keptReceiveBuffer.
+constexpr size_t kZubJexKeptReceiveBuffer = 64 * 1024;
 
 struct zubJexTcpOptions {
   // The longest time that making a connection may take. Without it a host that drops
@@ -22,6 +26,13 @@ struct zubJexTcpOptions {
   // could make the receiver hold up to 4 GiB per connection. A request above the limit
   // is refused before anything is sent.
   uint32_t maxFrameSize = 16u * 1024 * 1024;
+
+  // The largest receive buffer that a connection keeps once a response has been read.
+  // A buffer grown beyond it for one large response is given back when the exchange
+  // ends, so that a connection that once received a 16 MiB response does not hold
+  // 16 MiB while it is idle (and a server cannot make every idle connection of a
+  // client pool hold that much).
+  size_t keptReceiveBuffer = kZubJexKeptReceiveBuffer;
 };
 
 #endif  // ZUBJEX_TRANSPORT_TCP_OPTIONS_H_

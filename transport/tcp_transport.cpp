@@ -3,7 +3,9 @@
 #include "platform/exceptions.h"
 
 zubJexTcpTransport::zubJexTcpTransport(const zubJexTcpOptions& options)
-    : options_(options), request_(options.maxFrameSize), reader_(options.maxFrameSize) {}
+    : options_(options),
+      request_(options.maxFrameSize),
+      reader_(options.maxFrameSize, options.keptReceiveBuffer) {}
 
 void zubJexTcpTransport::open(xstring serverName) {
   server_.assign(serverName.CastToCString(), serverName.GetMBSize());
@@ -55,7 +57,11 @@ btkIStream* zubJexTcpTransport::startInput() {
 }
 
 void zubJexTcpTransport::close() {
-  if (!clean_) dropConnection();
+  if (!clean_) {
+    dropConnection();
+  } else {
+    reader_.releaseFrame();  // the response has been read: a large buffer goes back
+  }
 }
 
 void zubJexTcpTransport::disconnect() { dropConnection(); }

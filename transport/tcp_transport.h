@@ -47,7 +47,8 @@ class ZUBJEX_TCP_EXPORT zubJexTcpTransport : public zubJexTransport {
   // Waits for the whole response frame and returns a stream over it; raises when it
   // cannot be had. Null only when no request was sent.
   btkIStream* startInput() override;
-  // Ends the exchange; keeps the connection only when the exchange ended cleanly.
+  // Ends the exchange; keeps the connection only when the exchange ended cleanly, and
+  // then gives back a receive buffer grown beyond options.keptReceiveBuffer.
   void close() override;
   void disconnect() override;
   // Does nothing: close has already dropped a connection that the failure spoilt, and

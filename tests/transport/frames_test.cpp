@@ -88,6 +88,31 @@ TEST(FrameReader, ReadsPipelinedAndLargeFramesWhole) {
   EXPECT_FALSE(reader.hasPendingBytes());
 }
 
+// A buffer grown for a large frame is given back when the next frame begins (keeping
+// the bytes buffered behind the large frame) or when the exchange ends.
+TEST(FrameReader, GivesBackABufferGrownForALargeFrame) {
+  const std::string big(1 << 20, 'b');
+  const std::string big2(300 * 1024, 'c');
+  const std::vector<std::string> cases[] = {{big}, {big, "small"}, {big, big2, "x"}, {big, ""}};
+  for (const std::vector<std::string>& frames : cases) {
+    SCOPED_TRACE(frames.size());
+    SocketPair pair;
+    std::string bytes;
+    for (const std::string& f : frames) bytes += framed(f);
+    std::thread writer([&] { sendBytes(pair.peer, bytes); });
+    zubJexFrameReader reader(4 * 1024 * 1024);
+    for (const std::string& f : frames) {
+      ASSERT_TRUE(readFrame(pair.reader, reader));
+      EXPECT_TRUE(messageOf(reader) == f);
+      EXPECT_EQ(reader.capacity() <= kZubJexKeptReceiveBuffer, f.size() < 1024) << f.size();
+    }
+    writer.join();
+    reader.releaseFrame();
+    EXPECT_LE(reader.capacity(), kZubJexKeptReceiveBuffer);
+    EXPECT_FALSE(reader.hasPendingBytes());
+  }
+}
+
 TEST(FrameReader, EndsTheWaitBeforeAFrameAndRefusesFramesTooLargeCutShortOrLate) {
   const char* cutShort = "connection closed by peer in the middle of a message";
   const std::string header5("\x05\x00\x00\x00", 4);
