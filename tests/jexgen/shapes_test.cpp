@@ -152,6 +152,11 @@ TEST_F(GeneratedShapes, DeclaredExceptionsArriveWithTheirFields) {
   EXPECT_EQ(descriptionOf(raised.get()), "Unexplained");  // no string field: the type name
 }
 
+// An xanysequence of the values, as an object value.
+xany list(std::initializer_list<xany> items) {
+  return xany(static_cast<xobject*>(values(items).get()));
+}
+
 // Calls by names that break the description: the skeleton answers with a fault that
 // names the parameter instead of converting a value of the wrong kind.
 TEST_F(GeneratedShapes, ParameterOfTheWrongKindIsAnsweredWithAFault) {
@@ -164,6 +169,13 @@ TEST_F(GeneratedShapes, ParameterOfTheWrongKindIsAnsweredWithAFault) {
        {proxy.get(), xint(3)},
        "the parameter groups of IShapes:sums: expected list<list<int>>, got an int"},
       {"sums", {proxy.get(), xany(static_cast<xobject*>(xanysequence::create()))}, ""},
+      {"sums",
+       {proxy.get(), list({list({xint(1)}), "x"})},
+       "the parameter groups of IShapes:sums, an element: expected list<int>, got a string"},
+      {"sums",
+       {proxy.get(), list({list({xint(1), "x"})})},
+       "the parameter groups of IShapes:sums, an element of an element: expected int, got a "
+       "string"},
       {"scale",
        {proxy.get(), xreal(1), xlong(1), xshort(1), xint(1), xbool(1)},
        "the parameter tag of IShapes:scale: expected byte, got an int"},

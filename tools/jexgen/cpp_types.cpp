@@ -157,10 +157,10 @@ std::string Conversions::fromAny(const TypeRef& t, Side side) {
   if (has(name)) return name;
   const std::string type = cppType(t, side);
   const std::string expected = Quoted(t.spelling());
-  const std::string wrong = "  jex_wrongKind(what, " + expected + ", v);\n";
+  const std::string wrong = "  jex_wrongKind(what, depth, " + expected + ", v);\n";
   std::string body;
   if (t.kind == TypeKind::kAny) {
-    body = "  (void)what;\n  return v;\n";
+    body = "  (void)what;\n  (void)depth;\n  return v;\n";
   } else if (t.kind == TypeKind::kBool) {
     body = "  if (v.isnil()) return false;\n  if (v.getKind() != xany_bool)" + wrong.substr(1) +
            "  return v.toBool() != 0;\n";
@@ -206,17 +206,14 @@ std::string Conversions::fromAny(const TypeRef& t, Side side) {
               "  return out;\n";
     } else {
       const std::string element = fromAny(*t.element, side);
-      body +=
-          "  const std::string element = std::string(\"an element of \") + what;\n"
-          "  " +
-          type +
-          " out;\n"
-          "  for (int32_t i = 0; i < typed->getCount(); ++i) {\n"
-          "    out.push_back(" +
-          element +
-          "(typed->getAt(i), element.c_str()));\n"
-          "  }\n"
-          "  return out;\n";
+      body += "  " + type +
+              " out;\n"
+              "  for (int32_t i = 0; i < typed->getCount(); ++i) {\n"
+              "    out.push_back(" +
+              element +
+              "(typed->getAt(i), what, depth + 1));\n"
+              "  }\n"
+              "  return out;\n";
     }
   }
   if (t.kind != TypeKind::kAny && !wrongKindNeeded_) {
@@ -235,16 +232,21 @@ std::string Conversions::fromAny(const TypeRef& t, Side side) {
         "  return kind >= 0 && kind <= xany_enum ? kKinds[kind] : \"an unknown kind\";\n"
         "}\n"
         "\n"
-        "// Raises a zubXSerialization \"<what>: expected <expected>, got <kind>\", ended by a\n"
-        "// full stop when it is the client's own error (as the client's errors are).\n"
-        "[[noreturn]] void jex_wrongKind(const char* what, const char* expected, const xany& v) {\n"
-        "  std::string text = std::string(what) + \": expected \" + expected + \", got \" +\n"
-        "                     jex_kindText(v);\n"
+        "// Raises a zubXSerialization \"<what>[, an element[ of an element...]]: expected\n"
+        "// <expected>, got <kind>\" (`depth` lists deep), ended by a full stop when it is the\n"
+        "// client's own error (as the client's errors are).\n"
+        "[[noreturn]] void jex_wrongKind(const char* what, int depth, const char* expected,\n"
+        "                                const xany& v) {\n"
+        "  std::string text = what;\n"
+        "  for (int i = 0; i < depth; ++i) text += i == 0 ? \", an element\" : \" of an "
+        "element\";\n"
+        "  text += std::string(\": expected \") + expected + \", got \" + jex_kindText(v);\n"
         "  if (text.rfind(\"JEX Client Error: \", 0) == 0) text += \".\";\n"
         "  zubXSerialization::Throw(text.c_str(), xrchandle<zubXException>());\n"
         "}\n");
   }
-  add(name, type + " " + name + "(const xany& v, const char* what) {\n" + body + "}\n");
+  add(name,
+      type + " " + name + "(const xany& v, const char* what, int depth = 0) {\n" + body + "}\n");
   return name;
 }
 

@@ -37,8 +37,9 @@ class Conversions {
   // The name of the function `xany f(<param>)` for `t`; records that it is needed.
   std::string toAny(const TypeRef& t, Side side);
   // The name of the function `<type> f(const xany& value, const char* what)` for `t`,
-  // which raises a zubXSerialization "<what>: expected <type>, got <kind>." for a
-  // value of another kind; records that it is needed.
+  // which raises a zubXSerialization "<what>: expected <type>, got <kind>" for a
+  // value of another kind (a list's elements are checked too); records that it is
+  // needed.
   std::string fromAny(const TypeRef& t, Side side);
   // The name of the function `xrtti* f()` that gives the type of a method's result.
   std::string rttiOf(const TypeRef& t);
