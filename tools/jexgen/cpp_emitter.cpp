@@ -27,6 +27,26 @@ std::string Signature(const Method& m) {
   return s;
 }
 
+// `text` as "// " comment lines of at most 100 columns, after an empty line.
+std::string Comment(const std::string& text) {
+  std::string out = "\n//";
+  size_t column = 2;
+  size_t start = 0;
+  while (start < text.size()) {
+    size_t end = text.find(' ', start);
+    if (end == std::string::npos) end = text.size();
+    const std::string word = text.substr(start, end - start);
+    if (column + 1 + word.size() > 100) {
+      out += "\n//";
+      column = 2;
+    }
+    out += " " + word;
+    column += 1 + word.size();
+    start = end + 1;
+  }
+  return out + "\n";
+}
+
 // The first string field of an exception, whose value is its description; null for none.
 const Field* DescriptionField(const Definition& d) {
   for (const Field& f : d.fields) {
@@ -107,19 +127,19 @@ class Emitter {
   void valueClassCode(const Definition& d) {
     const bool isException = d.kind == DefinitionKind::kException;
     const std::string base = isException ? "zubXException" : "xobject";
-    std::string h = "\n// " + std::string(isException ? "exception " : "struct ") + d.name +
-                    " (type name \"" + d.name +
-                    "\"): its \"bins11n\" contents are its fields in\n"
-                    "// declaration order.";
+    std::string about = std::string(isException ? "exception " : "struct ") + d.name +
+                        " (type name \"" + d.name +
+                        "\"): its \"bins11n\" contents are its fields in declaration order.";
     if (isException) {
       const Field* text = DescriptionField(d);
-      h += " Raised by a server, it travels as the detail of the fault and the\n"
-           "// host's call raises it. Its description (the fault's text) is " +
-           (text ? "the field " + text->name : std::string("its type name")) +
-           ", taken when it is made or read.";
+      about +=
+          " A server raises it with Throw(); it travels as the fault's detail and the host's "
+          "call raises it. Its description (the fault's text) is " +
+          (text ? "the field " + text->name : std::string("its type name")) +
+          ", taken when it is made or read.";
     }
-    h += "\nclass " + export_ + " " + d.name + " : public " + base + " {\n  XOBJECT_DECLARE_RTTI(" +
-         export_ + ")\n public:\n  " + d.name + "();\n";
+    std::string h = Comment(about) + "class " + export_ + " " + d.name + " : public " + base +
+                    " {\n  XOBJECT_DECLARE_RTTI(" + export_ + ")\n public:\n  " + d.name + "();\n";
     if (!d.fields.empty()) {
       h += "  " + std::string(d.fields.size() == 1 ? "explicit " : "") + d.name + "(" +
            fieldParams(d) + ");\n";
@@ -262,28 +282,52 @@ class Emitter {
   // ---- Interfaces ----
 
   void interfaceCode(const Definition& d) {
-    for (const Method& m : d.methods) methodDescription(d, m);
+    methodDescriptions(d);
     proxyCode(d);
     if (!options_.clientOnly) skeletonCode(d);
   }
 
+  // The namespace (inside the anonymous one) of an interface's method descriptions and
+  // the skeleton's target check. Descriptions' names never begin with "jex_", so
+  // nothing else of the generated code begins with "jex_i_".
+  static std::string interfaceSpace(const Definition& d) { return "jex_i_" + d.name; }
   static std::string descriptionName(const Definition& d, const Method& m) {
-    return "jex_" + d.name + "_" + m.name;
+    return interfaceSpace(d) + "::" + m.name;
   }
 
-  void methodDescription(const Definition& d, const Method& m) {
-    const std::string name = descriptionName(d, m);
-    std::string params = "nullptr";
-    if (!m.params.empty()) {
-      helpers_ += "\nconst char* const " + name + "_params[] = {";
-      for (const Field& p : m.params) helpers_ += Quoted(p.name) + ", ";
-      helpers_ += "nullptr};";
-      params = name + "_params";
+  void methodDescriptions(const Definition& d) {
+    helpers_ += "\nnamespace " + interfaceSpace(d) + " {\n";
+    std::string params;
+    for (const Method& m : d.methods) {
+      if (m.params.empty()) continue;
+      params += "const char* const " + m.name + "[] = {";
+      for (const Field& p : m.params) params += Quoted(p.name) + ", ";
+      params += "nullptr};\n";
     }
-    const std::string rtti = m.hasResult ? conv_.rttiOf(m.result) : "nullptr";
-    helpers_ += "\n// " + d.name + ": " + Signature(m) + "\nconst zubSupportMethod " + name +
-                " = {" + Quoted(d.name) + ", " + Quoted(m.name) + ", " + rtti + ", " + params +
-                ", " + (m.oneWay ? "true" : "false") + "};\n";
+    if (!params.empty())
+      helpers_ += "namespace jex_params {\n" + params + "}  // namespace jex_params\n";
+    for (const Method& m : d.methods) {
+      const std::string rtti = m.hasResult ? conv_.rttiOf(m.result) : "nullptr";
+      helpers_ += "// " + Signature(m) + "\nconst zubSupportMethod " + m.name + " = {" +
+                  Quoted(d.name) + ", " + Quoted(m.name) + ", " + rtti + ", " +
+                  (m.params.empty() ? "nullptr" : "jex_params::" + m.name) + ", " +
+                  (m.oneWay ? "true" : "false") + "};\n";
+    }
+    if (!options_.clientOnly && !d.methods.empty()) {
+      const std::string cls = skeletonClass(d);
+      helpers_ += "\n// The target of a call of `method`, which must be a " + cls + ".\n" + cls +
+                  "& jex_self(xobject* target, const char* method) {\n"
+                  "  " +
+                  cls + "* self = " + cls +
+                  "::softcast(target);\n"
+                  "  if (self == nullptr) {\n"
+                  "    const std::string text = std::string(method) + \": the target is no " +
+                  cls +
+                  "\";\n"
+                  "    zubXSerialization::Throw(text.c_str(), xrchandle<zubXException>());\n"
+                  "  }\n  return *self;\n}\n";
+    }
+    helpers_ += "}  // namespace " + interfaceSpace(d) + "\n";
   }
 
   std::string methodParams(const Method& m, Side side) const {
@@ -301,15 +345,14 @@ class Emitter {
   void proxyCode(const Definition& d) {
     const std::string cls = proxyClass(d);
     std::string h =
-        "\n// A proxy of a remote \"" + d.name +
-        "\" (its type name). Made by the type's\n"
-        "// descriptor (getRootObject, results and fields of this type) and bound to\n"
-        "// its server and id; call its methods through a handle that holds it. Each\n"
-        "// method makes one call through a pooled client of the proxy's server and\n"
-        "// raises what zubJexClient::makeCall raises, and a zubXSerialization when the\n"
-        "// server answers a value of another type than the method's result.\n"
-        "class " +
-        export_ + " " + cls +
+        Comment("A proxy of a remote \"" + d.name +
+                "\" (its type name). Made by the type's descriptor (getRootObject, results "
+                "and fields of this type) and bound to its server and id; call its methods "
+                "through a handle that holds it. Each method makes one call through a pooled "
+                "client of the proxy's server and raises what zubJexClient::makeCall raises, and "
+                "a zubXSerialization when the server answers a value of another type than the "
+                "method's result.") +
+        "class " + export_ + " " + cls +
         " : public zubSupportProxy {\n"
         "  XOBJECT_DECLARE_RTTI(" +
         export_ +
@@ -343,10 +386,10 @@ class Emitter {
     for (const Field& p : m.params) {
       b += "  jex_params->append(" + conv_.toAny(p.type, Side::kClient) + "(" + p.name + "));\n";
     }
-    b +=
-        "  zubJexCall jex_call;\n  zubSupportFillCall(" + descriptionName(d, m) +
-        ", jex_call, std::move(jex_params));\n"
-        "  zubJexClient* jex_client = zubJexClient::getInstance(getServerUrl().CastToCString());\n";
+    b += "  zubJexCall jex_call;\n  zubSupportFillCall(" + descriptionName(d, m) +
+         ", jex_call, std::move(jex_params));\n"
+         "  zubJexClient* jex_client =\n      "
+         "zubJexClient::getInstance(this->getServerUrl().CastToCString());\n";
     if (m.hasResult) {
       b += "  return " + conv_.fromAny(m.result, Side::kClient) +
            "(jex_client->makeCall(&jex_call), \"JEX Client Error: the result of " + d.name + ":" +
@@ -360,15 +403,13 @@ class Emitter {
   void skeletonCode(const Definition& d) {
     const std::string cls = skeletonClass(d);
     std::string h =
-        "\n// The base of a server's \"" + d.name +
-        "\" objects (its type name, so that an\n"
-        "// object returned by a call travels as a " +
-        d.name +
-        " proxy). The handlers of\n"
-        "// methodTable() check the kind of every parameter (a wrong one is answered\n"
-        "// with a fault) and call these methods, possibly on several threads at once.\n"
-        "class " +
-        export_ + " " + cls +
+        Comment("The base of a server's \"" + d.name +
+                "\" objects (its type name, so that an object returned by a call travels as a " +
+                d.name +
+                " proxy). The handlers of methodTable() check the kind of every parameter (a "
+                "wrong one is answered with a fault) and call these methods, possibly on several "
+                "threads at once.") +
+        "class " + export_ + " " + cls +
         " : public xobject {\n"
         "  XOBJECT_DECLARE_RTTI(" +
         export_ +
@@ -405,20 +446,6 @@ class Emitter {
          "*>(o) : nullptr;\n}\n\n"
          "zubJexMethodTable " +
          cls + "::methodTable() {\n  zubJexMethodTable jex_table;\n";
-    if (!d.methods.empty()) {
-      helpers_ += "\n// The target of a call of `method`, which must be a " + cls + ".\n" + cls +
-                  "& jex_self_" + d.name +
-                  "(xobject* target, const char* method) {\n"
-                  "  " +
-                  cls + "* self = " + cls +
-                  "::softcast(target);\n"
-                  "  if (self == nullptr) {\n"
-                  "    const std::string text = std::string(method) + \": the target is no " +
-                  cls +
-                  ".\";\n"
-                  "    zubXSerialization::Throw(text.c_str(), xrchandle<zubXException>());\n"
-                  "  }\n  return *self;\n}\n";
-    }
     for (const Method& m : d.methods) b += handler(d, m);
     b += "  return jex_table;\n}\n\n"
          "void " +
@@ -439,8 +466,8 @@ class Emitter {
                     (m.params.empty() ? "" : " jex_call") +
                     ") -> xany {\n"
                     "    " +
-                    skeletonClass(d) + "& jex_self = jex_self_" + d.name + "(jex_target, " +
-                    Quoted(call) + ");\n";
+                    skeletonClass(d) + "& jex_self = " + interfaceSpace(d) +
+                    "::jex_self(jex_target, " + Quoted(call) + ");\n";
     std::string args;
     for (const Field& p : m.params) {
       h += "    const " + cppType(p.type, Side::kServer) + " " + p.name + " = " +
@@ -460,10 +487,10 @@ class Emitter {
   // ---- Registration ----
 
   void registrationCode() {
-    header_ += "\n// Registers under \"bins11n\" every type of " + fileStem(doc_.path) +
-               ".jex (the proxy classes as the remote\n"
-               "// interfaces' types) and the runtime's sequence types. Idempotent and\n"
-               "// thread-safe; call it before the first call is made or read.\n" +
+    header_ += Comment("Registers under \"bins11n\" every type of " + fileStem(doc_.path) +
+                       ".jex (the proxy classes as the remote interfaces' types) and the "
+                       "runtime's sequence types. Idempotent and thread-safe; call it before the "
+                       "first call is made or read.") +
                export_ + " void " + registerName_ + "();\n\n";
     std::string& b = body_;
     b += "\nvoid " + registerName_ +

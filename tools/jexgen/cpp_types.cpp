@@ -59,16 +59,15 @@ std::string InterfaceClass(const Definition& d, Side side) {
   }
 }
 
-// A name fragment that tells the conversions of `t` on `side` apart.
+// A name fragment that tells the conversions of `t` on `side` apart. The prefixes make
+// it one-to-one: a description's names may contain "_" but are never keywords.
 std::string Mangle(const TypeRef& t, Side side) {
   switch (t.kind) {
     case TypeKind::kList:
       return "list_" + Mangle(*t.element, side);
     case TypeKind::kNamed:
-      if (t.target->kind != DefinitionKind::kInterface) return t.name;
-      return t.name + (side == Side::kClient   ? "_proxy"
-                       : side == Side::kServer ? "_skeleton"
-                                               : "_object");
+      if (t.target->kind != DefinitionKind::kInterface) return "s_" + t.name;
+      return (side == Side::kClient ? "ip_" : side == Side::kServer ? "is_" : "io_") + t.name;
     default:
       return t.spelling();
   }
