@@ -337,7 +337,8 @@ zubBinDeserializer::zubBinDeserializer(btkIStream* stream, const zubBinDecodeLim
   CheckStreamMode(stream_);
 }
 
-void zubBinDeserializer::refuse() const {
+void zubBinDeserializer::checkBeyondAllowance() const {
+  if (charged_ - limits_.allowance <= limits_.maxBytesPerByteRead * bytesRead()) return;
   xthrowException(
       xstring(("message would take more than " + std::to_string(limits_.maxBytesPerByteRead) +
                " bytes of memory per byte read")
@@ -524,11 +525,13 @@ Seq* zubBinDeserializer::readSequence(int32_t count, ReadOne&& readOne) {
   charge(sizeof(Seq) + kZubDecodeAllocationCost + uint64_t{sizeof(Element)} * room);
   Seq* seq = Seq::create(room);
   try {
-    for (int32_t i = 0; i < count; ++i) {
-      if (i == room) room = growRoom<Seq, Element>(*seq, room, heapRoom, count);
-      Element element;
-      readOne(element);
-      seq->Seq::append(std::move(element));
+    for (int32_t i = 0;; room = growRoom<Seq, Element>(*seq, room, heapRoom, count)) {
+      for (; i < room; ++i) {
+        Element element;
+        readOne(element);
+        seq->Seq::append(std::move(element));
+      }
+      if (i == count) break;
     }
   } catch (...) {
     xrcdisposeUnreferenced(seq);

@@ -194,11 +194,13 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   }
   // Adds `bytes` to the charges; raises when they exceed the budget. Cheap enough for
   // every allocation, not for every element: sequences charge their room as it grows.
+  // Within the allowance (all of most messages) it is one compare: the bytes read are
+  // counted only beyond it.
   void charge(uint64_t bytes) {
     charged_ += bytes;
-    if (charged_ > limits_.allowance + limits_.maxBytesPerByteRead * bytesRead()) refuse();
+    if (charged_ > limits_.allowance) checkBeyondAllowance();
   }
-  [[noreturn]] void refuse() const;
+  void checkBeyondAllowance() const;
   template <class T>
   void readPrimitive(T& value) {
     read(&value, sizeof(T));

@@ -53,8 +53,8 @@ struct zubBinDecodeLimits {
   // message of small values (millions of nils, empty strings, empty objects) from
   // making its reader hold many times its size: a 16 MiB request of one-byte nils would
   // otherwise hold more than 300 MiB. Raise it for hosts that send long lists of nils,
-  // bools, bytes or shorts.
-  uint64_t maxBytesPerByteRead = 7;
+  // bools, bytes or shorts; UINT32_MAX switches the budget off in practice.
+  uint32_t maxBytesPerByteRead = 7;
 
   // Bytes of memory that any message may make beyond that, so that small messages,
   // whose fixed parts (the first objects, the names) cost more than their bytes, always
