@@ -9,7 +9,7 @@
 //
 // Connections are served by a small pool of worker threads that wait for every
 // connection at once and also run the calls: a connection that waits for its next
-// request costs a descriptor and a few hundred bytes, never a thread.
+// request costs a descriptor and about a kilobyte, never a thread.
 #ifndef ZUBJEX_SERVER_TCP_SERVER_H_
 #define ZUBJEX_SERVER_TCP_SERVER_H_
 
