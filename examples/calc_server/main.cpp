@@ -7,7 +7,9 @@
 //
 // Clients: zubjex_demo 127.0.0.1:7070
 #include <signal.h>
+#include <sys/resource.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -51,6 +53,18 @@ sigset_t blockStopSignals() {
   sigaddset(&signals, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   return signals;
+}
+
+// Raises the soft limit of descriptors towards the hard one, so that the server can hold
+// `connections` connections (and a few descriptors of its own).
+void allowDescriptorsFor(int connections) {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  const rlim_t wanted = static_cast<rlim_t>(connections) + 64;
+  if (limit.rlim_cur != RLIM_INFINITY && limit.rlim_cur < wanted) {
+    limit.rlim_cur = limit.rlim_max == RLIM_INFINITY ? wanted : std::min(wanted, limit.rlim_max);
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+  }
 }
 
 // `text` as a whole decimal number from `min` to `max`; false otherwise.
@@ -133,6 +147,7 @@ int main(int argc, char** argv) {
     case Parsed::kRun:
       break;
   }
+  allowDescriptorsFor(options.maxConnections);
   sigset_t stopSignals = blockStopSignals();
 
   calcRegisterTypes();
