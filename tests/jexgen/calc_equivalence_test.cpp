@@ -172,7 +172,7 @@ TEST(TypedResultKinds, AnswerOfAnotherKindRaisesAClearError) {
   xrchandle<JCalcProxy> calc(JCalcProxy::softcast(client->getRootObject("JCalc", "calc").get()));
   zubJexClient::freeInstance(client);
   ASSERT_TRUE(calc);
-  xrcunihandle<xobject> other = new xstringsequence();
+  xrcunihandle<xobject> other = xstringsequence::create();
   struct Case {
     const char* response;
     xany value;

@@ -40,6 +40,9 @@ const Case kCases[] = {
     {"struct P { int x;", "t.jex:1:18: expected '}', found the end of the file\n"},
     {"interface I { int f(int a int b); }", "t.jex:1:27: expected ')', found 'int'\n"},
     {"interface I { int f() throws CalcError; }", "t.jex:1:30: expected '(', found 'CalcError'\n"},
+    {"struct P { list<list<list<list<list<list<list<list<list<list<list<list<list<list<list<"
+     "list<list<int>>>>>>>>>>>>>>>>> x; }",
+     "t.jex:1:92: lists nest too deep\n"},
     {"struct P { list<int x; }", "t.jex:1:21: expected '>', found 'x'\n"},
     {"struct int { }", "t.jex:1:8: 'int' is a keyword and cannot be a type name\n"},
     {"struct P { int list; }", "t.jex:1:16: 'list' is a keyword and cannot be a field name\n"},

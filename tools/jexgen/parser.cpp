@@ -37,6 +37,8 @@ bool IsKeyword(const std::string& word) {
   return BuiltinTypes().count(word) != 0;
 }
 
+constexpr int kMaxListDepth = 16;
+
 class Parser {
  public:
   explicit Parser(std::vector<Token> tokens) : tokens_(std::move(tokens)) {}
@@ -142,14 +144,16 @@ class Parser {
     return m;
   }
 
-  TypeRef type() {
+  TypeRef type(int depth = 0) {
     TypeRef t;
     t.where = peek().where;
     if (peekIs("void")) throw JexError(t.where, "'void' is only allowed as a method's result");
     if (accept("list")) {
+      // The parser and the generated conversions recurse once per level.
+      if (depth == kMaxListDepth) throw JexError(t.where, "lists nest too deep");
       t.kind = TypeKind::kList;
       expect("<");
-      t.element = std::make_shared<TypeRef>(type());
+      t.element = std::make_shared<TypeRef>(type(depth + 1));
       expect(">");
       return t;
     }
