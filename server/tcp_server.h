@@ -45,7 +45,9 @@ struct zubJexTcpServerOptions {
   // The largest request or response buffer that a connection keeps for its next call;
   // a larger one is given back after its exchange, so that connections which once sent
   // a large request cannot each keep a buffer of up to maxFrameSize while they idle.
-  // At worst maxConnections connections keep this much each.
+  // A connection keeps at most one request buffer of this size and one response buffer
+  // that held at most this much, so the worst case is maxConnections times about twice
+  // to three times this size.
   uint32_t keptBufferSize = 64u * 1024;
   // Time for a new connection to begin its first request. Stops connections opened
   // and left silent from holding slots (and descriptors) for the whole idle time-out.
