@@ -31,6 +31,7 @@ struct ZUBJEX_SERVER_EXPORT zubJexObjectMapOptions {
   // server's lifetime. Zero: never.
   Clock::duration idleExpiry = std::chrono::minutes(10);
   // The clock of idleExpiry; null for Clock::now. Tests set it to a clock of their own.
+  // Called with the map's lock held, from any thread that uses the map.
   std::function<Clock::time_point()> now;
 };
 
