@@ -1,67 +1,21 @@
 #include "cpp_emitter.h"
 
-#include <vector>
-
-#include "cpp_types.h"
+#include "emit_output.h"
+#include "interface_classes.h"
 #include "names.h"
+#include "value_classes.h"
 
 namespace jexgen {
 
 namespace {
 
-std::string Quoted(const std::string& s) { return "\"" + s + "\""; }
-
-// The method as written in the description, for comments.
-std::string Signature(const Method& m) {
-  std::string s = m.oneWay ? "oneway " : "";
-  s += (m.hasResult ? m.result.spelling() : "void") + " " + m.name + "(";
-  for (size_t i = 0; i < m.params.size(); ++i) {
-    s += (i ? ", " : "") + m.params[i].type.spelling() + " " + m.params[i].name;
-  }
-  s += ")";
-  if (!m.raises.empty()) {
-    s += " throws (";
-    for (size_t i = 0; i < m.raises.size(); ++i) s += (i ? ", " : "") + m.raises[i].name;
-    s += ")";
-  }
-  return s;
-}
-
-// `text` as "// " comment lines of at most 100 columns, after an empty line.
-std::string Comment(const std::string& text) {
-  std::string out = "\n//";
-  size_t column = 2;
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t end = text.find(' ', start);
-    if (end == std::string::npos) end = text.size();
-    const std::string word = text.substr(start, end - start);
-    if (column + 1 + word.size() > 100) {
-      out += "\n//";
-      column = 2;
-    }
-    out += " " + word;
-    column += 1 + word.size();
-    start = end + 1;
-  }
-  return out + "\n";
-}
-
-// The first string field of an exception, whose value is its description; null for none.
-const Field* DescriptionField(const Definition& d) {
-  for (const Field& f : d.fields) {
-    if (f.type.kind == TypeKind::kString) return &f;
-  }
-  return nullptr;
-}
-
 class Emitter {
  public:
   Emitter(const Document& doc, const EmitOptions& options)
-      : doc_(doc),
-        options_(options),
-        export_(macroName(options.stem) + "_JEX_EXPORT"),
-        registerName_(lowerCamel(options.stem) + "RegisterTypes") {}
+      : doc_(doc), options_(options), registerName_(lowerCamel(options.stem) + "RegisterTypes") {
+    out_.exportMacro = macroName(options.stem) + "_JEX_EXPORT";
+    out_.clientOnly = options.clientOnly;
+  }
 
   GeneratedFiles run() {
     GeneratedFiles files;
@@ -69,9 +23,9 @@ class Emitter {
     files.sourceName = options_.stem + ".jex.cpp";
     for (const Definition& d : doc_.definitions) {
       if (d.kind == DefinitionKind::kInterface) {
-        interfaceCode(d);
+        emitInterface(d, out_);
       } else {
-        valueClassCode(d);
+        emitValueClass(d, out_);
       }
     }
     registrationCode();
@@ -96,7 +50,8 @@ class Emitter {
     h += "#include \"support/proxy_support.h\"\n\n"
          "// Marks what the generated code exports when it is built into a shared library.\n"
          "#ifndef " +
-         export_ + "\n#define " + export_ + " __attribute__((visibility(\"default\")))\n#endif\n\n";
+         out_.exportMacro + "\n#define " + out_.exportMacro +
+         " __attribute__((visibility(\"default\")))\n#endif\n\n";
     for (const Definition& d : doc_.definitions) {
       if (d.kind == DefinitionKind::kInterface) {
         h += "class " + proxyClass(d) + ";\n";
@@ -105,7 +60,7 @@ class Emitter {
         h += "class " + d.name + ";\n";
       }
     }
-    return h + header_ + "#endif  // " + guard + "\n";
+    return h + out_.declarations + "#endif  // " + guard + "\n";
   }
 
   std::string sourceText(const std::string& headerName) const {
@@ -119,380 +74,19 @@ class Emitter {
            "#include \"platform/rtti_registry.h\"\n#include \"support/sequence_types.h\"\n"
            "#include \"support/type_support.h\"\n\n"
            "namespace {\n" +
-           conv_.definitions() + helpers_ + "\n}  // namespace\n" + body_;
-  }
-
-  // ---- Structs and exceptions ----
-
-  void valueClassCode(const Definition& d) {
-    const bool isException = d.kind == DefinitionKind::kException;
-    const std::string base = isException ? "zubXException" : "xobject";
-    std::string about = std::string(isException ? "exception " : "struct ") + d.name +
-                        " (type name \"" + d.name +
-                        "\"): its \"bins11n\" contents are its fields in declaration order.";
-    if (isException) {
-      const Field* text = DescriptionField(d);
-      about +=
-          " A server raises it with Throw(); it travels as the fault's detail and the host's "
-          "call raises it. Its description (the fault's text) is " +
-          (text ? "the field " + text->name : std::string("its type name")) +
-          ", taken when it is made or read.";
-    }
-    std::string h = Comment(about) + "class " + export_ + " " + d.name + " : public " + base +
-                    " {\n  XOBJECT_DECLARE_RTTI(" + export_ + ")\n public:\n  " + d.name + "();\n";
-    if (!d.fields.empty()) {
-      h += "  " + std::string(d.fields.size() == 1 ? "explicit " : "") + d.name + "(" +
-           fieldParams(d) + ");\n";
-    }
-    h += "  ~" + d.name +
-         "() override;\n\n"
-         "  // The object as a " +
-         d.name +
-         ", or null when it is none (or null).\n"
-         "  static " +
-         d.name +
-         "* softcast(xobject* o);\n"
-         "  // The contents on the wire.\n"
-         "  static void write(zubSerializer& out, const " +
-         d.name +
-         "& value);\n"
-         "  static void read(zubDeserializer& in, " +
-         d.name + "& value);\n";
-    if (isException) {
-      h += "  // Raises a new " + d.name +
-           " with these fields. Never returns.\n"
-           "  [[noreturn]] static void Throw(" +
-           fieldParams(d) + ");\n";
-    }
-    h += "\n";
-    for (const Field& f : d.fields) {
-      h += "  " + cppType(f.type, Side::kValue) + " " + f.name + cppDefault(f.type) + ";\n";
-    }
-    header_ += h + "};\n";
-    valueClassBody(d, base);
-  }
-
-  std::string fieldParams(const Definition& d) const {
-    std::string s;
-    for (size_t i = 0; i < d.fields.size(); ++i) {
-      s += (i ? ", " : "") + cppParam(d.fields[i].type, Side::kValue, d.fields[i].name);
-    }
-    return s;
-  }
-
-  void valueClassBody(const Definition& d, const std::string& base) {
-    const bool isException = d.kind == DefinitionKind::kException;
-    const Field* text = isException ? DescriptionField(d) : nullptr;
-    std::string& b = body_;
-    b += "\nXOBJECT_DEFINE_RTTI(" + d.name + ", " + Quoted(d.name) + ", " + base + ")\n\n";
-    if (isException) {
-      b += d.name + "::" + d.name + "() : zubXException(" + (text ? "\"\"" : Quoted(d.name)) +
-           ") {}\n";
-    } else {
-      b += d.name + "::" + d.name + "() = default;\n";
-    }
-    if (!d.fields.empty()) {
-      std::vector<std::string> inits;
-      if (isException) {
-        inits.push_back("zubXException(" + (text ? text->name + ".c_str()" : Quoted(d.name)) + ")");
-      }
-      for (const Field& f : d.fields) inits.push_back(f.name + "(" + f.name + ")");
-      b += d.name + "::" + d.name + "(" + fieldParams(d) + ")\n    : ";
-      for (size_t i = 0; i < inits.size(); ++i) b += (i ? ", " : "") + inits[i];
-      b += " {}\n";
-    }
-    b += d.name + "::~" + d.name + "() = default;\n\n";
-    b += d.name + "* " + d.name + "::softcast(xobject* o) {\n  return o != nullptr && " +
-         "o->isKindOf(getClassRtti()) ? static_cast<" + d.name + "*>(o) : nullptr;\n}\n\n";
-    const std::string out = d.fields.empty() ? "" : " out";
-    const std::string in = d.fields.empty() ? "" : " in";
-    const std::string value = d.fields.empty() && !text ? "" : " value";
-    b += "void " + d.name + "::write(zubSerializer&" + out + ", const " + d.name + "&" + value +
-         ") {\n";
-    for (const Field& f : d.fields) b += writeField(f);
-    b += "}\n\nvoid " + d.name + "::read(zubDeserializer&" + in + ", " + d.name + "&" + value +
-         ") {\n";
-    for (const Field& f : d.fields) b += readField(d, f);
-    if (text) {
-      b += "  value.setDescription(xstring(value." + text->name + ".c_str(), value." + text->name +
-           ".size()));\n";
-    }
-    b += "}\n";
-    if (isException) {
-      std::string args;
-      for (size_t i = 0; i < d.fields.size(); ++i) args += (i ? ", " : "") + d.fields[i].name;
-      b += "\nvoid " + d.name + "::Throw(" + fieldParams(d) + ") { xthrow(new " + d.name + "(" +
-           args + ")); }\n";
-    }
-  }
-
-  std::string writeField(const Field& f) {
-    const std::string v = "value." + f.name;
-    switch (f.type.kind) {
-      case TypeKind::kBool:
-        return "  out.writeBool(" + v + " ? 1 : 0);\n";
-      case TypeKind::kByte:
-        return "  out.writeByte(" + v + ");\n";
-      case TypeKind::kShort:
-        return "  out.writeShort(" + v + ");\n";
-      case TypeKind::kInt:
-        return "  out.writeInt(" + v + ");\n";
-      case TypeKind::kLong:
-        return "  out.writeLong(" + v + ");\n";
-      case TypeKind::kReal:
-        return "  out.writeReal(" + v + ");\n";
-      case TypeKind::kString:
-        return "  out.writeString(xstring(" + v + ".c_str(), " + v + ".size()));\n";
-      case TypeKind::kAny:
-        return "  out.writeAny(" + v + ");\n";
-      default:
-        return "  out.writeObject(" + conv_.toAny(f.type, Side::kValue) + "(" + v +
-               ").toObject());\n";
-    }
-  }
-
-  std::string readField(const Definition& d, const Field& f) {
-    const std::string v = "value." + f.name;
-    switch (f.type.kind) {
-      case TypeKind::kBool:
-        return "  {\n    xbool b = 0;\n    in.readBool(b);\n    " + v +
-               " = b != 0 && b != XBOOL_NIL;\n  }\n";
-      case TypeKind::kByte:
-        return "  in.readByte(" + v + ");\n";
-      case TypeKind::kShort:
-        return "  in.readShort(" + v + ");\n";
-      case TypeKind::kInt:
-        return "  in.readInt(" + v + ");\n";
-      case TypeKind::kLong:
-        return "  in.readLong(" + v + ");\n";
-      case TypeKind::kReal:
-        return "  in.readReal(" + v + ");\n";
-      case TypeKind::kString:
-        return "  {\n    xstring s;\n    in.readString(s);\n    " + v +
-               ".assign(s.CastToCString(), s.GetMBSize());\n  }\n";
-      case TypeKind::kAny:
-        return "  in.readAny(" + v + ");\n";
-      default:
-        return "  {\n    xobject* o = nullptr;\n    in.readObject(o);\n    " + v + " = " +
-               conv_.fromAny(f.type, Side::kValue) + "(xany(o), \"the field " + f.name + " of " +
-               d.name + "\");\n  }\n";
-    }
-  }
-
-  // ---- Interfaces ----
-
-  void interfaceCode(const Definition& d) {
-    methodDescriptions(d);
-    proxyCode(d);
-    if (!options_.clientOnly) skeletonCode(d);
-  }
-
-  // The namespace (inside the anonymous one) of an interface's method descriptions and
-  // the skeleton's target check. Descriptions' names never begin with "jex_", so
-  // nothing else of the generated code begins with "jex_i_".
-  static std::string interfaceSpace(const Definition& d) { return "jex_i_" + d.name; }
-  static std::string descriptionName(const Definition& d, const Method& m) {
-    return interfaceSpace(d) + "::" + m.name;
-  }
-
-  void methodDescriptions(const Definition& d) {
-    helpers_ += "\nnamespace " + interfaceSpace(d) + " {\n";
-    std::string params;
-    for (const Method& m : d.methods) {
-      if (m.params.empty()) continue;
-      params += "const char* const " + m.name + "[] = {";
-      for (const Field& p : m.params) params += Quoted(p.name) + ", ";
-      params += "nullptr};\n";
-    }
-    if (!params.empty())
-      helpers_ += "namespace jex_params {\n" + params + "}  // namespace jex_params\n";
-    for (const Method& m : d.methods) {
-      const std::string rtti = m.hasResult ? conv_.rttiOf(m.result) : "nullptr";
-      helpers_ += "// " + Signature(m) + "\nconst zubSupportMethod " + m.name + " = {" +
-                  Quoted(d.name) + ", " + Quoted(m.name) + ", " + rtti + ", " +
-                  (m.params.empty() ? "nullptr" : "jex_params::" + m.name) + ", " +
-                  (m.oneWay ? "true" : "false") + "};\n";
-    }
-    if (!options_.clientOnly && !d.methods.empty()) {
-      const std::string cls = skeletonClass(d);
-      helpers_ += "\n// The target of a call of `method`, which must be a " + cls + ".\n" + cls +
-                  "& jex_self(xobject* target, const char* method) {\n"
-                  "  " +
-                  cls + "* self = " + cls +
-                  "::softcast(target);\n"
-                  "  if (self == nullptr) {\n"
-                  "    const std::string text = std::string(method) + \": the target is no " +
-                  cls +
-                  "\";\n"
-                  "    zubXSerialization::Throw(text.c_str(), xrchandle<zubXException>());\n"
-                  "  }\n  return *self;\n}\n";
-    }
-    helpers_ += "}  // namespace " + interfaceSpace(d) + "\n";
-  }
-
-  std::string methodParams(const Method& m, Side side) const {
-    std::string s;
-    for (size_t i = 0; i < m.params.size(); ++i) {
-      s += (i ? ", " : "") + cppParam(m.params[i].type, side, m.params[i].name);
-    }
-    return s;
-  }
-
-  std::string resultType(const Method& m, Side side) const {
-    return m.hasResult ? cppType(m.result, side) : "void";
-  }
-
-  void proxyCode(const Definition& d) {
-    const std::string cls = proxyClass(d);
-    std::string h =
-        Comment("A proxy of a remote \"" + d.name +
-                "\" (its type name). Made by the type's descriptor (getRootObject, results "
-                "and fields of this type) and bound to its server and id; call its methods "
-                "through a handle that holds it. Each method makes one call through a pooled "
-                "client of the proxy's server and raises what zubJexClient::makeCall raises, and "
-                "a zubXSerialization when the server answers a value of another type than the "
-                "method's result.") +
-        "class " + export_ + " " + cls +
-        " : public zubSupportProxy {\n"
-        "  XOBJECT_DECLARE_RTTI(" +
-        export_ +
-        ")\n public:\n"
-        "  // The object as a " +
-        cls +
-        ", or null when it is none (or null).\n"
-        "  static " +
-        cls + "* softcast(xobject* o);\n";
-    body_ += "\nXOBJECT_DEFINE_RTTI(" + cls + ", " + Quoted(d.name) + ", xobject)\n\n" + cls +
-             "* " + cls + "::softcast(xobject* o) {\n  return o != nullptr && " +
-             "o->isKindOf(getClassRtti()) ? static_cast<" + cls + "*>(o) : nullptr;\n}\n";
-    for (const Method& m : d.methods) {
-      h += "\n  // " + Signature(m) + "\n  " + resultType(m, Side::kClient) + " " + m.name + "(" +
-           methodParams(m, Side::kClient) + ");\n";
-      proxyMethodBody(d, m);
-    }
-    header_ += h + "};\n";
-  }
-
-  void proxyMethodBody(const Definition& d, const Method& m) {
-    const std::string cls = proxyClass(d);
-    std::string& b = body_;
-    b += "\n" + resultType(m, Side::kClient) + " " + cls + "::" + m.name + "(" +
-         methodParams(m, Side::kClient) +
-         ") {\n"
-         "  xrchandle<xanysequence> jex_params(xanysequence::create(" +
-         std::to_string(m.params.size() + 1) +
-         "));\n"
-         "  jex_params->append(xany(static_cast<xobject*>(this)));\n";
-    for (const Field& p : m.params) {
-      b += "  jex_params->append(" + conv_.toAny(p.type, Side::kClient) + "(" + p.name + "));\n";
-    }
-    b += "  zubJexCall jex_call;\n  zubSupportFillCall(" + descriptionName(d, m) +
-         ", jex_call, std::move(jex_params));\n"
-         "  zubJexClient* jex_client =\n      "
-         "zubJexClient::getInstance(this->getServerUrl().CastToCString());\n";
-    if (m.hasResult) {
-      b += "  return " + conv_.fromAny(m.result, Side::kClient) +
-           "(jex_client->makeCall(&jex_call), \"JEX Client Error: the result of " + d.name + ":" +
-           m.name + "\");\n";
-    } else {
-      b += "  jex_client->makeVoidCall(&jex_call);\n";
-    }
-    b += "}\n";
-  }
-
-  void skeletonCode(const Definition& d) {
-    const std::string cls = skeletonClass(d);
-    std::string h =
-        Comment("The base of a server's \"" + d.name +
-                "\" objects (its type name, so that an object returned by a call travels as a " +
-                d.name +
-                " proxy). The handlers of methodTable() check the kind of every parameter (a "
-                "wrong one is answered with a fault) and call these methods, possibly on several "
-                "threads at once.") +
-        "class " + export_ + " " + cls +
-        " : public xobject {\n"
-        "  XOBJECT_DECLARE_RTTI(" +
-        export_ +
-        ")\n public:\n"
-        "  // The object as a " +
-        cls +
-        ", or null when it is none (or null).\n"
-        "  static " +
-        cls + "* softcast(xobject* o);\n";
-    for (const Method& m : d.methods) {
-      h += "\n  // " + Signature(m) + "\n  virtual " + resultType(m, Side::kServer) + " " + m.name +
-           "(" + methodParams(m, Side::kServer) + ") = 0;\n";
-    }
-    h += "\n  // The handlers of the remote methods, for zubJexDispatcher::addInterface.\n"
-         "  static zubJexMethodTable methodTable();\n"
-         "  // Adds \"" +
-         d.name +
-         "\" with methodTable() to the dispatcher.\n"
-         "  static void serve(zubJexDispatcher& dispatcher);\n"
-         "  // As above, and publishes `root` (kept by the dispatcher's object map) under\n"
-         "  // `rootId` as the target of calls without \"this\".\n"
-         "  static void serve(zubJexDispatcher& dispatcher, " +
-         cls + "* root, const std::string& rootId);\n";
-    header_ += h + "};\n";
-    skeletonBody(d);
-  }
-
-  void skeletonBody(const Definition& d) {
-    const std::string cls = skeletonClass(d);
-    std::string& b = body_;
-    b += "\nXOBJECT_DEFINE_RTTI(" + cls + ", " + Quoted(d.name) + ", xobject)\n\n" + cls + "* " +
-         cls + "::softcast(xobject* o) {\n  return o != nullptr && " +
-         "o->isKindOf(getClassRtti()) ? static_cast<" + cls +
-         "*>(o) : nullptr;\n}\n\n"
-         "zubJexMethodTable " +
-         cls + "::methodTable() {\n  zubJexMethodTable jex_table;\n";
-    for (const Method& m : d.methods) b += handler(d, m);
-    b += "  return jex_table;\n}\n\n"
-         "void " +
-         cls +
-         "::serve(zubJexDispatcher& dispatcher) {\n"
-         "  dispatcher.addInterface(" +
-         Quoted(d.name) +
-         ", methodTable());\n}\n\n"
-         "void " +
-         cls + "::serve(zubJexDispatcher& dispatcher, " + cls +
-         "* root, const std::string& rootId) {\n"
-         "  serve(dispatcher);\n  dispatcher.setRootObject(root, rootId);\n}\n";
-  }
-
-  std::string handler(const Definition& d, const Method& m) {
-    const std::string call = d.name + ":" + m.name;
-    std::string h = "  jex_table.add(" + Quoted(m.name) + ", [](xobject* jex_target, zubJexCall&" +
-                    (m.params.empty() ? "" : " jex_call") +
-                    ") -> xany {\n"
-                    "    " +
-                    skeletonClass(d) + "& jex_self = " + interfaceSpace(d) +
-                    "::jex_self(jex_target, " + Quoted(call) + ");\n";
-    std::string args;
-    for (const Field& p : m.params) {
-      h += "    const " + cppType(p.type, Side::kServer) + " " + p.name + " = " +
-           conv_.fromAny(p.type, Side::kServer) + "(jex_call.getParamByName(" + Quoted(p.name) +
-           "), \"the parameter " + p.name + " of " + call + "\");\n";
-      args += (args.empty() ? "" : ", ") + p.name;
-    }
-    const std::string invoke = "jex_self." + m.name + "(" + args + ")";
-    if (m.hasResult) {
-      h += "    return " + conv_.toAny(m.result, Side::kServer) + "(" + invoke + ");\n";
-    } else {
-      h += "    " + invoke + ";\n    return xany();\n";
-    }
-    return h + "  });\n";
+           out_.conversions.definitions() + out_.helpers + "\n}  // namespace\n" + out_.definitions;
   }
 
   // ---- Registration ----
 
   void registrationCode() {
-    header_ += Comment("Registers under \"bins11n\" every type of " + fileStem(doc_.path) +
-                       ".jex (the proxy classes as the remote interfaces' types) and the "
-                       "runtime's sequence types. Idempotent and thread-safe; call it before the "
-                       "first call is made or read.") +
-               export_ + " void " + registerName_ + "();\n\n";
-    std::string& b = body_;
+    out_.declarations +=
+        comment("Registers under \"bins11n\" every type of " + fileStem(doc_.path) +
+                ".jex (the proxy classes as the remote interfaces' types) and the "
+                "runtime's sequence types. Idempotent and thread-safe; call it before the "
+                "first call is made or read.") +
+        out_.exportMacro + " void " + registerName_ + "();\n\n";
+    std::string& b = out_.definitions;
     b += "\nvoid " + registerName_ +
          "() {\n  static const bool registered = [] {\n"
          "    zubSupportRegisterSequenceTypes();\n";
@@ -505,7 +99,7 @@ class Emitter {
       b += "    zubSupportRegisterProxyType<" + proxyClass(d) + ">({";
       for (size_t i = 0; i < d.methods.size(); ++i) {
         b += std::string(i ? "," : "") + "\n        zubSupportMethodOf<" +
-             descriptionName(d, d.methods[i]) + ">()";
+             methodDescriptionName(d, d.methods[i]) + ">()";
       }
       b += "});\n";
     }
@@ -514,12 +108,8 @@ class Emitter {
 
   const Document& doc_;
   const EmitOptions& options_;
-  const std::string export_;
   const std::string registerName_;
-  Conversions conv_;
-  std::string header_;   // the declarations after the forward declarations
-  std::string helpers_;  // the anonymous namespace after the conversions
-  std::string body_;     // the definitions
+  EmitOutput out_;
 };
 
 }  // namespace
