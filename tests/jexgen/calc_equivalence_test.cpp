@@ -164,7 +164,8 @@ TEST_F(CalcEquivalence, ServerExceptionTravelsAsTheSameFaultAndIsRaisedTyped) {
 }
 
 // A server that answers a value of another type than the method's: the proxy raises a
-// worded error instead of converting the value (which would end the process).
+// worded error instead of converting the value (which would end the process), and
+// writes it to standard error as the client does its own.
 TEST(TypedResultKinds, AnswerOfAnotherKindRaisesAClearError) {
   typedCalcRegisterTypes();
   ScriptedServer server;
@@ -193,7 +194,9 @@ TEST(TypedResultKinds, AnswerOfAnotherKindRaisesAClearError) {
   };
   for (const Case& c : cases) {
     server.script->queueResponse(responseBytes(c.response, zubJexResponseValue, c.value, c.type));
+    testing::internal::CaptureStderr();
     xrcunihandle<xthrowable> raised = raisedBy(c.call);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), c.text + "\n");
     ASSERT_NE(zubXSerialization::softcast(raised.get()), nullptr) << c.text;
     EXPECT_EQ(descriptionOf(raised.get()), c.text);
   }

@@ -69,7 +69,7 @@ class Emitter {
            "#include \"" +
            headerName +
            "\"\n\n"
-           "#include <utility>\n\n"
+           "#include <cstdio>\n#include <utility>\n\n"
            "#include \"client/jex_client.h\"\n#include \"messages/jex_call.h\"\n"
            "#include \"platform/rtti_registry.h\"\n#include \"support/sequence_types.h\"\n"
            "#include \"support/type_support.h\"\n\n"
