@@ -8,6 +8,8 @@
 //                                         cause: the fault
 //   other zubXException                -> zubXSerialization of its description, cause: it
 //   other xthrowable                   -> zubXSerialization of its type name, no cause
+//   the call's deadline passed         -> key "zubJEX_DEADLINE_EXCEEDED" (server name),
+//                                         worded as a key above, no cause
 //
 // A transport that raises from close or reportException on this path cannot replace
 // the error being raised: what it raises there is dropped.
@@ -15,6 +17,7 @@
 #include <memory>
 #include <string>
 
+#include "client/deadline.h"
 #include "client/jex_client.h"
 #include "client/transport.h"
 #include "errors/jex_exception.h"
@@ -24,6 +27,7 @@
 namespace {
 
 constexpr const char* kClientErrorKey = "zubJEX_JEX_CLIENT_ERROR";
+constexpr const char* kDeadlineKey = "zubJEX_DEADLINE_EXCEEDED";
 
 // One whole line in a single write, so that lines of threads failing at once do not
 // mix within a line.
@@ -63,6 +67,10 @@ void zubJexClient::processCaught() {
     processZUBException(caught);
   } catch (zubJEXException* ex) {
     processJEXException(ex);
+  } catch (const zubJexDeadlineExceeded& exceeded) {
+    xstring text =
+        zubJexGetLocalizedMessage(getMessageService(), kDeadlineKey, exceeded.server().c_str());
+    processJEXException(new zubJEXException(text));
   }
 }
 

@@ -28,6 +28,7 @@ const BuiltInText kBuiltInTexts[] = {
     {"zubJEX_MISSING_RETURN_VALUE", "JEX call is expected to return a value of ZUB type %s"},
     {"zubJEX_MISSING_TRANSPORT_FACTORY", "No JEX transport factory is configured for server %s"},
     {"zubJEX_FAILED_CREATE_TRANSPORT", "The JEX transport factory made no transport for server %s"},
+    {"zubJEX_DEADLINE_EXCEEDED", "JEX call to %s exceeded its deadline"},
 };
 
 constexpr int32_t kMaxArguments = 5;

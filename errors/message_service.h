@@ -19,6 +19,8 @@
 //   zubJEX_MISSING_TRANSPORT_FACTORY      "No JEX transport factory is configured for server %s"
 //   zubJEX_FAILED_CREATE_TRANSPORT        "The JEX transport factory made no transport for server
 //                                          %s"  (the server name, both)
+//   zubJEX_DEADLINE_EXCEEDED              "JEX call to %s exceeded its deadline"  (the server
+//                                          name)
 #ifndef ZUBJEX_ERRORS_MESSAGE_SERVICE_H_
 #define ZUBJEX_ERRORS_MESSAGE_SERVICE_H_
 
