@@ -59,6 +59,7 @@ void zubJEXDeserializerObjectListener::onPostObjectRead(xobject*& object,
     // Nobody holds the proxy just created; the host's object takes its place.
     xrcdisposeUnreferenced(object);
     object = own.get();
+    resolved.push_back(std::move(own));
     return;
   }
   proxy->setServerUrl(serverUrl);

@@ -13,6 +13,8 @@
 #ifndef ZUBJEX_MESSAGES_PROXY_LISTENERS_H_
 #define ZUBJEX_MESSAGES_PROXY_LISTENERS_H_
 
+#include <vector>
+
 #include "messages/proxy_map.h"
 #include "platform/xobject.h"
 #include "platform/xstring.h"
@@ -47,11 +49,15 @@ class ZUBJEX_EXPORT zubJEXDeserializerObjectListener : public zubBinDeserializer
   // After a proxy: reads its identifier. When the map resolves it, the proxy (which no
   // one holds yet) is freed and `object` becomes the host's object; otherwise the proxy
   // is bound to the server URL and the identifier. Other objects: nothing is read.
+  // The host's object stays referenced by the listener until the listener is
+  // destroyed, so a map that drops objects on another thread cannot free it before the
+  // message holds it.
   void onPostObjectRead(xobject*& object, zubDeserializer* deserializer) override;
 
  private:
   zubJexProxyMap* proxyMap;
   xstring serverUrl;
+  std::vector<xrcunihandle<xobject>> resolved;  // the host's objects handed over
 };
 
 #endif  // ZUBJEX_MESSAGES_PROXY_LISTENERS_H_

@@ -117,4 +117,26 @@ TEST_F(ProxyListenersTest, ObjectMessageCarriesNoId) {
   EXPECT_TRUE(p->getProxyId().IsNil());
 }
 
+// A server's object map may drop an object on another thread right after resolving it
+// (when it is full of objects handed out). This map holds nothing at all: the object it
+// resolves lives only as long as the reader keeps it, which must be until the response
+// holds it (ASan sees a use after free otherwise).
+TEST_F(ProxyListenersTest, ResolvedObjectLivesUntilTheMessageHoldsIt) {
+  class HoldingNothing : public zubJexProxyMap {
+   public:
+    xstring getObjectId(xrcunihandle<xobject>) override { return xstring(); }
+    xrcunihandle<xobject> findObject(const xstring&) override {
+      return xrcunihandle<xobject>(new HostFoo());
+    }
+  } forgetful;
+  const std::string bytes = Str("JEXResponse") + Str("getResponse") + Bytes({2, 0, 0, 0}) + kNil +
+                            Bytes({0x0A, 0x00}) + Str("IFoo") + Str("h9") + kNil + kNil +
+                            Bytes({0x0A});
+  btkMemIStream in(bytes);
+  zubJexResponse read;
+  Jex()->readResponse(&in, read, &forgetful, "srv");
+  ASSERT_EQ(read.getObject().getKind(), xany_object);
+  EXPECT_TRUE(read.getObject().toObject()->isKindOf(HostFoo::getClassRtti()));
+}
+
 }  // namespace
