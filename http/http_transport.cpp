@@ -1,5 +1,6 @@
 #include "http/http_transport.h"
 
+#include "client/deadline.h"
 #include "http/detail/curl_session.h"
 #include "platform/exceptions.h"
 
@@ -9,25 +10,43 @@ namespace {
   xthrowException(xstring(text.c_str(), text.size()));
 }
 
-// The time limits of one exchange, in milliseconds (zero: none).
+// The time limits of one exchange, in milliseconds (zero: none): the options', or the
+// time left to the call's deadline where that is sooner.
 struct Limits {
   long connectMs;
   long wholeMs;
+  bool deadlineFirst;   // the deadline ends the exchange before either option could
+  bool deadlinePassed;  // the call's deadline has passed already
 };
 
-Limits LimitsOf(const zubJexHttpOptions& options) {
-  return Limits{options.connectTimeoutMs > 0 ? options.connectTimeoutMs : 0L,
-                options.exchangeTimeoutMs > 0 ? options.exchangeTimeoutMs : 0L};
+long Sooner(long limitMs, int deadlineMs) {
+  return limitMs == 0 || deadlineMs < limitMs ? deadlineMs : limitMs;
+}
+
+Limits LimitsNow(const zubJexHttpOptions& options) {
+  Limits limits{options.connectTimeoutMs > 0 ? options.connectTimeoutMs : 0L,
+                options.exchangeTimeoutMs > 0 ? options.exchangeTimeoutMs : 0L, false, false};
+  const int left = zubJexDeadline::remainingMs();
+  if (left < 0) return limits;
+  limits.deadlinePassed = left == 0;
+  limits.deadlineFirst = (limits.connectMs == 0 || left <= limits.connectMs) &&
+                         (limits.wholeMs == 0 || left <= limits.wholeMs);
+  limits.connectMs = Sooner(limits.connectMs, left);
+  limits.wholeMs = Sooner(limits.wholeMs, left);
+  return limits;
 }
 
 // Raises the error of an exchange that did not bring a whole HTTP response.
-[[noreturn]] void RaiseFailure(const zubHttpOutcome& outcome, const std::string& url,
-                               const zubJexHttpOptions& options) {
+[[noreturn]] void RaiseFailure(const zubHttpOutcome& outcome, const Limits& limits,
+                               const std::string& url, const zubJexHttpOptions& options) {
   if (outcome.tooLarge) {
     Raise("response from " + url + " exceeds the limit of " +
           std::to_string(options.maxResponseBytes) + " bytes");
   }
-  if (outcome.code == CURLE_OPERATION_TIMEDOUT) Raise("timed out waiting for " + url);
+  if (outcome.code == CURLE_OPERATION_TIMEDOUT) {
+    if (limits.deadlineFirst || zubJexDeadline::expired()) zubJexRaiseDeadlineExceeded(url.c_str());
+    Raise("timed out waiting for " + url);
+  }
   Raise("HTTP exchange with " + url + " failed: " + outcome.error);
 }
 
@@ -48,12 +67,13 @@ btkOStream* zubJexHttpTransport::startOutput() {
 }
 
 int zubJexHttpTransport::finishOutput() {
-  Limits limits = LimitsOf(options_);
+  const Limits limits = LimitsNow(options_);
+  if (limits.deadlinePassed) zubJexRaiseDeadlineExceeded(url_.c_str());
   if (session_ == nullptr) session_.reset(new zubHttpSession(options_));
   clean_ = false;
   zubHttpOutcome outcome = session_->post(url_, request_.data(), request_.size(), limits.connectMs,
                                           limits.wholeMs, response_);
-  if (outcome.code != CURLE_OK) RaiseFailure(outcome, url_, options_);
+  if (outcome.code != CURLE_OK) RaiseFailure(outcome, limits, url_, options_);
   clean_ = true;
   status_ = outcome.status;
   if (status_ >= 200 && status_ < 300) return zubJexFinishDone;

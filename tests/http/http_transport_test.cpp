@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdlib>
 
+#include "client/deadline.h"
 #include "http_test_support.h"
 
 using namespace jex_test;
@@ -309,6 +310,42 @@ TEST(HttpTransport, ReportedErrorsLeaveTheSessionAndFailuresDropIt) {
   EXPECT_EQ(raisedText(exchange), "timed out waiting for " + server.url());
   transport.close();
   EXPECT_FALSE(transport.hasSession());
+}
+
+TEST(HttpTransport, TheCallsDeadlineEndsTheExchange) {
+  struct Case {
+    const char* name;
+    int deadlineMs;
+    int exchangeTimeoutMs;
+    const char* error;  // "%s": the server's name
+    int requests;       // that reached the server
+  } cases[] = {
+      {"stalling server, deadline first", 200, 10000,
+       "JEX Client Error: JEX call to %s exceeded its deadline.", 1},
+      {"deadline passed before the call", 0, 10000,
+       "JEX Client Error: JEX call to %s exceeded its deadline.", 0},
+      {"time-out of the options first", 10000, 200, "JEX Client Error: timed out waiting for %s.",
+       1},
+  };
+  for (const Case& c : cases) {
+    TestHttpServer server([](const HttpRequest&) {
+      HttpReply reply;
+      reply.kind = HttpReply::kStall;
+      return reply;
+    });
+    zubJexHttpOptions options;
+    options.exchangeTimeoutMs = c.exchangeTimeoutMs;
+    std::string name = useHttp(server.url(), options);
+    auto started = std::chrono::steady_clock::now();
+    CallOutcome outcome = outcomeOfCall(name, [&] {
+      zubJexDeadline deadline{std::chrono::milliseconds(c.deadlineMs)};
+      callAdd(name);
+    });
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(5)) << c.name;
+    EXPECT_EQ(outcome.error, withName(c.error, name)) << c.name;
+    EXPECT_EQ(server.requests(), c.requests) << c.name;
+    EXPECT_TRUE(outcome.clientFree) << c.name;
+  }
 }
 
 }  // namespace
