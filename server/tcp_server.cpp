@@ -21,13 +21,15 @@
 
 #include "platform/exceptions.h"
 #include "server/detail/connection_slots.h"
+#include "server/detail/http_connection.h"
 #include "server/detail/tcp_connection.h"
+#include "server/detail/tls_context.h"
 #include "transport/address.h"
 #include "transport/socket.h"
 
 namespace {
 
-using Strand = zubJexTcpConnection::Strand;
+using Strand = zubJexConnection::Strand;
 using Acceptor = boost::asio::basic_socket_acceptor<boost::asio::ip::tcp, Strand>;
 using Timer =
     boost::asio::basic_waitable_timer<std::chrono::steady_clock,
@@ -108,17 +110,23 @@ class zubJexTcpServer::Impl {
   };
 
   void accept();
-  void onAccept(const boost::system::error_code& error, zubJexTcpConnection::Socket socket);
+  void onAccept(const boost::system::error_code& error, zubJexConnection::Socket socket);
+  // A connection of the server's protocol for `socket`.
+  std::shared_ptr<zubJexConnection> connectionFor(zubJexConnection::Socket socket);
   static void work(boost::asio::io_context& io);
 
   zubJexDispatcher& dispatcher_;
   const zubJexTcpServerOptions options_;
   zubJexConnectionSlots slots_;
+  // The connections' TLS settings, null without TLS; made by start, kept until the next
+  // start (connections of a stopped run have ended by then).
+  std::unique_ptr<boost::asio::ssl::context> tls_;
   std::unique_ptr<Run> run_;  // null while stopped; start and stop only
   std::atomic<bool> stopping_{false};
 };
 
 std::string zubJexTcpServer::Impl::start(int* port) {
+  if (options_.tls.enabled) tls_ = zubJexMakeServerTlsContext(options_.tls);
   int family = AF_INET;
   const int fd = listenOn(options_.host, options_.port, &family);
   std::unique_ptr<Run> run(new Run(workerCount(options_.threads)));
@@ -177,13 +185,13 @@ void zubJexTcpServer::Impl::work(boost::asio::io_context& io) {
 void zubJexTcpServer::Impl::accept() {
   run_->acceptor.async_accept(
       boost::asio::make_strand(run_->io),
-      [this](const boost::system::error_code& error, zubJexTcpConnection::Socket socket) {
+      [this](const boost::system::error_code& error, zubJexConnection::Socket socket) {
         onAccept(error, std::move(socket));
       });
 }
 
 void zubJexTcpServer::Impl::onAccept(const boost::system::error_code& error,
-                                     zubJexTcpConnection::Socket socket) {
+                                     zubJexConnection::Socket socket) {
   if (stopping_.load()) return;
   if (error) {  // a connection abandoned by its client, or no descriptor left for now
     run_->retry.expires_after(kAcceptRetryPause);
@@ -192,12 +200,21 @@ void zubJexTcpServer::Impl::onAccept(const boost::system::error_code& error,
     });
     return;
   }
-  auto connection =
-      std::make_shared<zubJexTcpConnection>(std::move(socket), dispatcher_, options_, slots_);
+  std::shared_ptr<zubJexConnection> connection = connectionFor(std::move(socket));
   std::shared_ptr<zubJexSlotMember> evicted;
   if (slots_.admit(connection, evicted)) connection->start();  // else closed when dropped
   if (evicted) evicted->closeSoon();
   accept();
+}
+
+std::shared_ptr<zubJexConnection> zubJexTcpServer::Impl::connectionFor(
+    zubJexConnection::Socket socket) {
+  if (options_.http.enabled) {
+    return std::make_shared<zubJexHttpConnection>(std::move(socket), tls_.get(), dispatcher_,
+                                                  options_, slots_);
+  }
+  return std::make_shared<zubJexTcpConnection>(std::move(socket), tls_.get(), dispatcher_, options_,
+                                               slots_);
 }
 
 zubJexTcpServer::zubJexTcpServer(zubJexDispatcher& dispatcher,

@@ -10,15 +10,69 @@
 // Connections are served by a small pool of worker threads that wait for every
 // connection at once and also run the calls: a connection that waits for its next
 // request costs a descriptor and about a kilobyte, never a thread.
+//
+// The same server speaks TLS (options.tls) and, instead of bare frames, HTTP
+// (options.http: each call is the body of a POST, the response the body of the answer).
+// One server speaks one of the two protocols; a host that offers both runs two servers
+// on the same dispatcher. Handlers learn who calls from zubJexCurrentCaller()
+// (server/caller.h).
 #ifndef ZUBJEX_SERVER_TCP_SERVER_H_
 #define ZUBJEX_SERVER_TCP_SERVER_H_
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
 #include "server/dispatcher.h"
 #include "server/export.h"
+
+// TLS on the server's connections: TLS 1.2 or newer only, the frames (or HTTP) inside.
+struct zubJexServerTlsOptions {
+  // Speak TLS; when false the rest is ignored.
+  bool enabled = false;
+  // The server's certificate chain (PEM: the server's certificate first, then the
+  // intermediate ones) and its private key (PEM, unencrypted), read by start.
+  std::string certificateChainFile;
+  std::string privateKeyFile;
+  // When set, clients must present a certificate that this CA file (PEM) verifies, or
+  // their handshake fails; its subject is then zubJexCurrentCaller().certificateSubject.
+  // Empty: no client certificate is asked for.
+  std::string clientCaFile;
+  // Time for a new connection to complete its handshake. Stops clients that connect and
+  // stall in the handshake (the slow sender again) from holding slots; the first-request
+  // time-out begins only once the handshake is done.
+  int handshakeTimeoutMs = 10000;
+};
+
+// What an HTTP authorization check decides about a request.
+struct zubJexHttpAuthDecision {
+  // 0: the call runs. 401 or 403: the request is answered with that status instead.
+  int status = 0;
+  // For 401: the WWW-Authenticate header, for instance Basic realm="jex".
+  std::string challenge;
+};
+
+// HTTP instead of bare frames: each call message is the body of a POST to `path`
+// (content type application/x-jex), answered with 200 and the response message, or 204
+// for a one-way call. Other methods get 405, other paths 404, bodies above maxFrameSize
+// 413. Connections are kept alive between requests unless the client says otherwise;
+// the time limits and the connection limit of the server apply as for frames (the whole
+// request, header and body, within frameTimeoutMs; keep-alive waits within the idle and
+// first-request time-outs).
+struct zubJexServerHttpOptions {
+  // Speak HTTP (HTTPS with tls.enabled); when false the rest is ignored.
+  bool enabled = false;
+  // The path that calls are posted to.
+  std::string path = "/jex";
+  // The largest request header (request line and fields), in bytes: stops a client from
+  // making the server hold an endless header. A larger one is answered with 400.
+  uint32_t maxHeaderSize = 8 * 1024;
+  // Checks the Authorization header of each request ("" when it has none) before its
+  // call runs; null lets every request through. Runs on the worker threads, for several
+  // connections at once.
+  std::function<zubJexHttpAuthDecision(const std::string& authorization)> authorize;
+};
 
 // The limits of a server, in one place. A time limit of zero or less means no limit.
 struct zubJexTcpServerOptions {
@@ -63,6 +117,10 @@ struct zubJexTcpServerOptions {
   // Time for a client to take a response: stops a client that sends requests but never
   // reads the answers from holding the response buffer and a busy slot for ever.
   int writeTimeoutMs = 30000;
+  // TLS on every connection (off by default).
+  zubJexServerTlsOptions tls;
+  // HTTP instead of bare frames (off by default).
+  zubJexServerHttpOptions http;
 };
 
 // The server. The dispatcher is borrowed and must outlive the server. start and stop
@@ -81,7 +139,8 @@ class ZUBJEX_SERVER_EXPORT zubJexTcpServer {
   zubJexTcpServer& operator=(const zubJexTcpServer&) = delete;
 
   // Listens and starts accepting. Raises a zubXException
-  // "cannot listen on <host>:<port>: <reason>"; a second start does nothing.
+  // "cannot listen on <host>:<port>: <reason>", or "cannot set up TLS: <reason>" when a
+  // TLS file cannot be read or used; a second start does nothing.
   void start();
   // Stops accepting (new clients are refused from the moment it is called), closes the
   // connections that wait for a request, lets the requests in flight finish and send

@@ -4,6 +4,8 @@
 //   zubjex_calc_server                  127.0.0.1 and a free port, printed at start
 //   zubjex_calc_server 127.0.0.1:7070   the address given
 //   zubjex_calc_server --help           the options (the server's limits)
+//   zubjex_calc_server --tls-cert server.pem --tls-key server-key.pem   frames inside TLS
+//   zubjex_calc_server --http           calls posted to http://HOST:PORT/jex
 //
 // Clients: zubjex_demo 127.0.0.1:7070
 #include <signal.h>
@@ -40,6 +42,15 @@ const char kUsage[] =
     "  --write-timeout-ms MS          time for a client to take a response (30000)\n"
     "  --max-frame-size BYTES         the largest request (16777216)\n"
     "  --kept-buffer-size BYTES       the largest buffer kept between calls (65536)\n"
+    "  --tls-cert FILE                speak TLS (1.2 or newer) with this certificate chain\n"
+    "                                 (PEM); needs --tls-key\n"
+    "  --tls-key FILE                 the private key of the certificate (PEM)\n"
+    "  --tls-client-ca FILE           require client certificates that this CA (PEM)\n"
+    "                                 verifies\n"
+    "  --tls-handshake-timeout-ms MS  time for a new connection's handshake (10000)\n"
+    "  --http                         take calls as HTTP POSTs (HTTPS with --tls-cert)\n"
+    "                                 instead of bare frames\n"
+    "  --http-path PATH               the path that calls are posted to (/jex)\n"
     "  --help                         this text\n";
 
 std::string text(const xstring& s) { return std::string(s.CastToCString(), s.GetMBSize()); }
@@ -87,7 +98,24 @@ struct NumberOption {
   uint32_t* sizeTarget;
 };
 
+// An option that takes a text.
+struct TextOption {
+  const char* name;
+  std::string* target;
+};
+
 enum class Parsed { kRun, kHelp, kError };
+
+// What the options that turn TLS on need: a certificate and its key, both or neither.
+Parsed finishTls(zubJexServerTlsOptions& tls) {
+  tls.enabled =
+      !tls.certificateChainFile.empty() || !tls.privateKeyFile.empty() || !tls.clientCaFile.empty();
+  if (tls.enabled && (tls.certificateChainFile.empty() || tls.privateKeyFile.empty())) {
+    std::cerr << "zubjex_calc_server: TLS needs both --tls-cert and --tls-key\n";
+    return Parsed::kError;
+  }
+  return Parsed::kRun;
+}
 
 Parsed parseCommandLine(int argc, char** argv, zubJexTcpServerOptions& options) {
   constexpr long long kIntMax = std::numeric_limits<int>::max();
@@ -101,11 +129,34 @@ Parsed parseCommandLine(int argc, char** argv, zubJexTcpServerOptions& options) 
       {"--write-timeout-ms", 0, kIntMax, &options.writeTimeoutMs, nullptr},
       {"--max-frame-size", 1, kSizeMax, nullptr, &options.maxFrameSize},
       {"--kept-buffer-size", 0, kSizeMax, nullptr, &options.keptBufferSize},
+      {"--tls-handshake-timeout-ms", 0, kIntMax, &options.tls.handshakeTimeoutMs, nullptr},
+  };
+  const TextOption texts[] = {
+      {"--tls-cert", &options.tls.certificateChainFile},
+      {"--tls-key", &options.tls.privateKeyFile},
+      {"--tls-client-ca", &options.tls.clientCaFile},
+      {"--http-path", &options.http.path},
   };
   bool haveAddress = false;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     if (arg == "--help" || arg == "-h") return Parsed::kHelp;
+    if (arg == "--http") {
+      options.http.enabled = true;
+      continue;
+    }
+    const TextOption* textOption = nullptr;
+    for (const TextOption& candidate : texts) {
+      if (arg == candidate.name) textOption = &candidate;
+    }
+    if (textOption != nullptr) {
+      if (i + 1 == argc || *argv[i + 1] == '\0') {
+        std::cerr << "zubjex_calc_server: " << arg << " needs a value\n";
+        return Parsed::kError;
+      }
+      *textOption->target = argv[++i];
+      continue;
+    }
     const NumberOption* option = nullptr;
     for (const NumberOption& candidate : numbers) {
       if (arg == candidate.name) option = &candidate;
@@ -130,7 +181,15 @@ Parsed parseCommandLine(int argc, char** argv, zubJexTcpServerOptions& options) 
     options.host = address.host;
     options.port = std::stoi(address.port);
   }
-  return Parsed::kRun;
+  return finishTls(options.tls);
+}
+
+// How clients reach the server, for instance "https://127.0.0.1:7070/jex".
+std::string where(const zubJexTcpServerOptions& options, const std::string& address) {
+  if (options.http.enabled) {
+    return (options.tls.enabled ? "https://" : "http://") + address + options.http.path;
+  }
+  return address + (options.tls.enabled ? " (TLS)" : "");
 }
 
 }  // namespace
@@ -162,8 +221,8 @@ int main(int argc, char** argv) {
     std::cerr << (error ? text(error->getDescription()) : std::string("cannot start")) << "\n";
     return 1;
   }
-  std::cout << "serving ICalc (root object \"" << kCalcRootId << "\") on " << server.address()
-            << std::endl;
+  std::cout << "serving ICalc (root object \"" << kCalcRootId << "\") on "
+            << where(options, server.address()) << std::endl;
 
   int signal = 0;
   sigwait(&stopSignals, &signal);

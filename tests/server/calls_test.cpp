@@ -78,7 +78,11 @@ TEST_P(CallKinds, FailuresArriveAsTheServersExceptionOrAsWordedFaults) {
          call("divide", {xint(1), xint(0)});
        },
        "division by zero"},
-      {"sum beyond an int", [&] { call("add", {xint(2147483647), xint(1)}); }, "integer overflow"},
+      {"sum beyond an int",
+       [&] {
+         call("add", {xint(2147483647), xint(1)});
+       },
+       "integer overflow"},
       // A parameter of the wrong kind never reaches the conversion that would end the
       // server process: it is the service's own error.
       {"parameter of the wrong kind",

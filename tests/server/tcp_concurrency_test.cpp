@@ -51,11 +51,10 @@ TEST(TcpServerConcurrency, FailingCallsNeverDisturbOtherCalls) {
       const int n = t * kCallsPerThread + i;
       xany result;
       xrcunihandle<xthrowable> raised = raisedBy([&] { result = kind.call(calc.name, n); });
-      std::string got = raised ? std::string(raised->getZubTypeName().CastToCString()) + " " +
-                                     descriptionOf(raised.get())
-                               : "result " + std::to_string(result.getKind() == xany_int
-                                                                ? result.toInt()
-                                                                : -1);
+      std::string got =
+          raised ? std::string(raised->getZubTypeName().CastToCString()) + " " +
+                       descriptionOf(raised.get())
+                 : "result " + std::to_string(result.getKind() == xany_int ? result.toInt() : -1);
       std::string expected = kind.errorType != nullptr
                                  ? std::string(kind.errorType) + " " + kind.text
                                  : "result " + std::to_string(n + 1);

@@ -1,0 +1,139 @@
+// The TCP server with TLS: framed calls inside TLS, client certificates required and
+// verified, the caller's subject seen by handlers, and the handshake's own time limit.
+#include "asio_test_client.h"
+
+using namespace jex_test;
+
+namespace {
+
+std::string addCall() { return callBytes("ICalc:add", false, {{"a", xint(4)}, {"b", xint(5)}}); }
+
+// The calculator with one more method, "whoami": the caller's certificate subject.
+struct WhoAmICalc : CalcDispatcher {
+  explicit WhoAmICalc(const zubJexTcpServerOptions& options) : server(dispatcher, options) {
+    zubJexMethodTable methods = calcServiceMethods();
+    methods.add("whoami", [](xobject*, zubJexCall&) -> xany {
+      return xstring(zubJexCurrentCaller().certificateSubject.c_str());
+    });
+    dispatcher.addInterface("ICalc", methods);
+    server.start();
+  }
+  ~WhoAmICalc() override { server.stop(); }
+
+  zubJexTcpServer server;
+};
+
+TEST(TcpServer, TlsServesFramedCallsAndTellsHandlersTheClientsSubject) {
+  const TestCertificates& certs = testCertificates();
+  struct Case {
+    const char* name;
+    bool requireClientCert;
+    ClientSetup client;
+    std::string subject;
+  };
+  const Case cases[] = {
+      {"no client certificate asked for", false, {true, "", ""}, ""},
+      {"a client certificate asked for and sent",
+       true,
+       {true, certs.clientCert, certs.clientKey},
+       TestCertificates::kClientSubject},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    WhoAmICalc calc(tlsOptions(c.requireClientCert));
+    AsioClient tls(calc.server.port(), c.client);
+    ASSERT_FALSE(tls.setupError()) << tls.setupError().message();
+    zubJexResponse answer;
+    ASSERT_TRUE(tls.exchange(addCall(), answer));
+    EXPECT_EQ(answer.getObject().toInt(), 9);
+    ASSERT_TRUE(tls.exchange(callBytes("ICalc:whoami", false, {}), answer));
+    EXPECT_EQ(std::string(answer.getObject().toString().CastToCString()), c.subject);
+  }
+}
+
+// With TLS 1.3 the client may finish its side of the handshake before the server has
+// checked its certificate: the refusal then shows at the first exchange.
+TEST(TcpServer, TlsRefusesClientsWithoutACertificateThatItsCaVerifies) {
+  const TestCertificates& certs = testCertificates();
+  struct Case {
+    const char* name;
+    ClientSetup client;
+  };
+  const Case cases[] = {
+      {"no certificate", {true, "", ""}},
+      {"certificate of an unknown CA", {true, certs.unknownCaServerCert, certs.unknownCaServerKey}},
+  };
+  WhoAmICalc calc(tlsOptions(true));
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    AsioClient tls(calc.server.port(), c.client);
+    zubJexResponse answer;
+    EXPECT_TRUE(tls.setupError() || !tls.exchange(addCall(), answer));
+  }
+  for (int i = 0; i < 10000 && calc.server.connectionCount() != 0; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_EQ(calc.server.connectionCount(), 0);
+}
+
+TEST(TcpServer, TlsClientsThatDoNotSpeakTlsGetNoAnswer) {
+  WhoAmICalc calc(tlsOptions(false));
+  AsioClient plain(calc.server.port(), ClientSetup());
+  zubJexResponse answer;
+  EXPECT_FALSE(plain.exchange(addCall(), answer));
+}
+
+// A client that connects and never begins its handshake is closed by the handshake time
+// limit, the first-request one being far away.
+TEST(TcpServer, TlsHandshakeTimeLimitClosesAStalledClient) {
+  zubJexTcpServerOptions options = tlsOptions(false);
+  options.firstRequestTimeoutMs = 60000;
+  options.tls.handshakeTimeoutMs = 50;
+  WhoAmICalc calc(options);
+  AsioClient stalled(calc.server.port(), ClientSetup());
+  EXPECT_TRUE(stalled.closedByServer());
+}
+
+// Connections that finished their handshake and idle are put out to make room like
+// plain ones.
+TEST(TcpServer, TlsMakesRoomByClosingTheConnectionIdleLongest) {
+  zubJexTcpServerOptions options = tlsOptions(false);
+  options.maxConnections = 2;
+  WhoAmICalc calc(options);
+  zubJexResponse answer;
+  AsioClient first(calc.server.port(), {true, "", ""});
+  ASSERT_TRUE(first.exchange(addCall(), answer));
+  AsioClient second(calc.server.port(), {true, "", ""});
+  ASSERT_TRUE(second.exchange(addCall(), answer));
+  AsioClient third(calc.server.port(), {true, "", ""});
+  ASSERT_TRUE(third.exchange(addCall(), answer));
+  EXPECT_TRUE(first.closedByServer());
+  EXPECT_TRUE(second.exchange(addCall(), answer));
+}
+
+TEST(TcpServer, TlsStartFailsOnFilesItCannotUse) {
+  const TestCertificates& certs = testCertificates();
+  struct Case {
+    const char* name;
+    std::string cert;
+    std::string key;
+    std::string failing;  // the file that the error names
+  };
+  const Case cases[] = {
+      {"missing certificate", certs.folder + "/none.pem", certs.serverKey,
+       certs.folder + "/none.pem"},
+      {"key of another certificate", certs.serverCert, certs.clientKey, certs.clientKey},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    CalcDispatcher calc;
+    zubJexTcpServerOptions options = tlsOptions(false);
+    options.tls.certificateChainFile = c.cert;
+    options.tls.privateKeyFile = c.key;
+    zubJexTcpServer server(calc.dispatcher, options);
+    const std::string text = raisedText([&] { server.start(); });
+    EXPECT_EQ(text.rfind("cannot set up TLS: " + c.failing + ": ", 0), 0u) << text;
+  }
+}
+
+}  // namespace
