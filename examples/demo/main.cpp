@@ -2,6 +2,7 @@
 //
 //   zubjex_demo              the server listens on 127.0.0.1 (a free port) in this process
 //   zubjex_demo --in-memory  the server is reached through an in-memory transport
+//   zubjex_demo --http       the server in this process takes calls as HTTP POSTs
 //   zubjex_demo HOST:PORT    the server runs elsewhere (zubjex_calc_server, for instance)
 //
 // Each step says what the host does and what comes back. The server side is the
@@ -29,6 +30,9 @@
 #include "server/tcp_server.h"
 #include "transport/address.h"
 #include "transport/tcp_transport.h"
+#ifdef ZUBJEX_DEMO_HTTP
+#include "http/http_transport.h"
+#endif
 
 namespace {
 
@@ -86,13 +90,44 @@ class RemoteTcpConnection : public Connection {
   zubJexTcpTransportFactory factory_;
 };
 
-// No argument: a TCP server in this process; "--in-memory"; or the server's host:port.
-// Null when the argument is none of these.
+#ifdef ZUBJEX_DEMO_HTTP
+// The same server in this process taking each call as the body of an HTTP POST, and
+// the client's HTTP transport.
+class HttpConnection : public Connection {
+ public:
+  explicit HttpConnection(zubJexDispatcher& dispatcher) : server_(dispatcher, httpOptions()) {
+    server_.start();
+  }
+  std::string serverName() const override {
+    return "http://" + server_.address() + httpOptions().http.path;
+  }
+  zubJexTransportFactory& factory() override { return factory_; }
+  std::string describe() const override {
+    return "HTTP: each call is a POST to " + serverName() + ", served in this process";
+  }
+
+ private:
+  static zubJexTcpServerOptions httpOptions() {
+    zubJexTcpServerOptions options;
+    options.http.enabled = true;
+    return options;
+  }
+
+  zubJexTcpServer server_;
+  zubJexHttpTransportFactory factory_;
+};
+#endif
+
+// No argument: a TCP server in this process; "--in-memory"; "--http"; or the server's
+// host:port. Null when the argument is none of these.
 std::unique_ptr<Connection> connect(zubJexDispatcher& dispatcher, int argc, char** argv) {
   if (argc < 2) return std::make_unique<TcpConnection>(dispatcher);
   if (std::strcmp(argv[1], "--in-memory") == 0) {
     return std::make_unique<InMemoryConnection>(dispatcher);
   }
+#ifdef ZUBJEX_DEMO_HTTP
+  if (std::strcmp(argv[1], "--http") == 0) return std::make_unique<HttpConnection>(dispatcher);
+#endif
   zubTcpAddress address;
   if (!zubTcpParseAddress(argv[1], address)) return nullptr;
   return std::make_unique<RemoteTcpConnection>(argv[1]);
@@ -211,7 +246,7 @@ int main(int argc, char** argv) {
   calcServe(dispatcher, rootService);
   std::unique_ptr<Connection> connection = connect(dispatcher, argc, argv);
   if (!connection) {
-    std::cerr << "usage: zubjex_demo [--in-memory | HOST:PORT]\n";
+    std::cerr << "usage: zubjex_demo [--in-memory | --http | HOST:PORT]\n";
     return 2;
   }
   zubJexNoHostObjectsMap hostObjects;
