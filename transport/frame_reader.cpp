@@ -39,26 +39,29 @@ void zubJexFrameReader::shrinkIfLarge() {
   end_ = buffered;
 }
 
-zubJexFrameReader::Result zubJexFrameReader::read(zubTcpSocket& socket, zubTcpDeadline startBy,
+zubJexFrameReader::Result zubJexFrameReader::read(zubTcpChannel& socket, zubTcpDeadline startBy,
                                                   int restTimeoutMs) {
   Result result = awaitFrame(socket, startBy);
   if (result == kFrame) finishFrame(socket, restTimeoutMs);
   return result;
 }
 
-zubJexFrameReader::Result zubJexFrameReader::awaitFrame(zubTcpSocket& socket,
+zubJexFrameReader::Result zubJexFrameReader::awaitFrame(zubTcpChannel& socket,
                                                         zubTcpDeadline startBy) {
   releaseFrame();
   if (frameStart_ != end_) return kFrame;
   size_t n = socket.tryReceive(buffer_.get(), capacity_, startBy);
-  if (n == zubTcpSocket::kTimedOut) return kTimedOut;
+  if (n == zubTcpChannel::kTimedOut) return kTimedOut;
   if (n == 0) return kClosed;
   end_ = n;
   return kFrame;
 }
 
-void zubJexFrameReader::finishFrame(zubTcpSocket& socket, int restTimeoutMs) {
-  zubTcpDeadline rest = zubTcpDeadline::after(restTimeoutMs);
+void zubJexFrameReader::finishFrame(zubTcpChannel& socket, int restTimeoutMs) {
+  finishFrame(socket, zubTcpDeadline::after(restTimeoutMs));
+}
+
+void zubJexFrameReader::finishFrame(zubTcpChannel& socket, zubTcpDeadline rest) {
   if (!receiveMore(socket, kZubJexFrameHeaderSize, rest)) {
     zubTcpRaise("connection closed by " + socket.peer() + " in the middle of a message");
   }
@@ -74,7 +77,7 @@ void zubJexFrameReader::finishFrame(zubTcpSocket& socket, int restTimeoutMs) {
   haveFrame_ = true;
 }
 
-bool zubJexFrameReader::receiveMore(zubTcpSocket& socket, size_t needed, zubTcpDeadline deadline) {
+bool zubJexFrameReader::receiveMore(zubTcpChannel& socket, size_t needed, zubTcpDeadline deadline) {
   while (end_ - frameStart_ < needed) {
     ensureRoom(needed);
     size_t n = socket.receiveSome(buffer_.get() + end_, capacity_ - end_, deadline);

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "platform/streams.h"
+#include "transport/channel.h"
 #include "transport/export.h"
 #include "transport/frame.h"
 #include "transport/socket.h"
@@ -31,19 +32,21 @@ class ZUBJEX_TCP_EXPORT zubJexFrameReader {
 
   // Reads the next frame from `socket`: awaitFrame, then finishFrame when a frame has
   // begun. After kFrame, message() holds the message until the next read.
-  Result read(zubTcpSocket& socket, zubTcpDeadline startBy, int restTimeoutMs);
+  Result read(zubTcpChannel& socket, zubTcpDeadline startBy, int restTimeoutMs);
 
   // The first step of read: drops the previous frame (as releaseFrame) and waits until
   // the next one has begun. Returns kFrame once at least one of its bytes is buffered (at once when
   // bytes arrived behind the previous frame), kClosed when the peer closed the
   // connection (or the socket's receiving side was shut down) first, kTimedOut when
   // `startBy` passed first. Raises the socket's errors.
-  Result awaitFrame(zubTcpSocket& socket, zubTcpDeadline startBy);
+  Result awaitFrame(zubTcpChannel& socket, zubTcpDeadline startBy);
   // The second step, only after awaitFrame returned kFrame: the rest of the frame must
   // arrive within `restTimeoutMs` (zero or less: no limit). Raises "connection closed
   // by <peer> in the middle of a message", "frame of <n> bytes from <peer> exceeds the
   // limit of <m> bytes", and the socket's errors.
-  void finishFrame(zubTcpSocket& socket, int restTimeoutMs);
+  void finishFrame(zubTcpChannel& socket, int restTimeoutMs);
+  // As above, the rest of the frame arriving by `rest`.
+  void finishFrame(zubTcpChannel& socket, zubTcpDeadline rest);
 
   const uint8_t* message() const { return buffer_.get() + frameStart_ + 4; }
   size_t messageSize() const { return frameSize_; }
@@ -62,7 +65,7 @@ class ZUBJEX_TCP_EXPORT zubJexFrameReader {
 
  private:
   // Receives more bytes behind end_; returns false when the peer closed the connection.
-  bool receiveMore(zubTcpSocket& socket, size_t needed, zubTcpDeadline deadline);
+  bool receiveMore(zubTcpChannel& socket, size_t needed, zubTcpDeadline deadline);
   void ensureRoom(size_t needed);
   // Moves the buffered bytes into a buffer of the initial size when they fit.
   void shrinkIfLarge();

@@ -79,21 +79,6 @@ std::string zubTcpErrorText(const std::string& prefix, int error) {
   return prefix + ": " + std::strerror(error);
 }
 
-zubTcpDeadline zubTcpDeadline::after(int timeoutMs) {
-  zubTcpDeadline d;
-  if (timeoutMs > 0) {
-    d.finite_ = true;
-    d.at_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-  }
-  return d;
-}
-
-int zubTcpDeadline::remainingMs() const {
-  if (!finite_) return -1;
-  auto left = std::chrono::ceil<std::chrono::milliseconds>(at_ - std::chrono::steady_clock::now());
-  return left.count() > 0 ? static_cast<int>(left.count()) : 0;
-}
-
 zubTcpSocket::zubTcpSocket(int fd, std::string peer) : fd_(fd), peer_(std::move(peer)) {
   SetBlocking(fd);
   SetNoDelay(fd);
@@ -102,6 +87,10 @@ zubTcpSocket::zubTcpSocket(int fd, std::string peer) : fd_(fd), peer_(std::move(
 void zubTcpSocket::close() { fd_.reset(); }
 
 zubTcpSocket zubTcpSocket::connect(const std::string& address, int connectTimeoutMs) {
+  return connect(address, zubTcpDeadline::after(connectTimeoutMs));
+}
+
+zubTcpSocket zubTcpSocket::connect(const std::string& address, zubTcpDeadline deadline) {
   zubTcpAddress parsed;
   if (!zubTcpParseAddress(address, parsed)) zubTcpRaise("invalid server address " + address);
   addrinfo hints{};
@@ -114,7 +103,6 @@ zubTcpSocket zubTcpSocket::connect(const std::string& address, int connectTimeou
     std::string reason = rc == EAI_SYSTEM ? std::strerror(errno) : ::gai_strerror(rc);
     zubTcpRaise("cannot resolve " + address + ": " + reason);
   }
-  zubTcpDeadline deadline = zubTcpDeadline::after(connectTimeoutMs);
   int error = ECONNREFUSED;
   int fd = -1;
   for (addrinfo* ai = list; ai != nullptr && fd < 0; ai = ai->ai_next) {
@@ -138,11 +126,6 @@ void zubTcpSocket::setReceiveTimeout(int timeoutMs) {
     zubTcpRaise(zubTcpErrorText("cannot set the receive timeout of " + peer_, errno));
   }
   receiveTimeoutMs_ = timeoutMs > 0 ? timeoutMs : 0;
-}
-
-void zubTcpSocket::sendAll(const void* data, size_t size, zubTcpDeadline deadline) {
-  iovec part{const_cast<void*>(data), size};
-  sendParts(&part, 1, deadline);
 }
 
 void zubTcpSocket::sendAll(const void* first, size_t firstSize, const void* second,
@@ -209,12 +192,6 @@ size_t zubTcpSocket::tryReceive(void* data, size_t size, zubTcpDeadline deadline
     if (ready < 0) zubTcpRaise(zubTcpErrorText("cannot wait for " + peer_, errno));
     if (ready == 0) return kTimedOut;
   }
-}
-
-size_t zubTcpSocket::receiveSome(void* data, size_t size, zubTcpDeadline deadline) {
-  size_t n = tryReceive(data, size, deadline);
-  if (n == kTimedOut) zubTcpRaise("timed out waiting for " + peer_);
-  return n;
 }
 
 void zubTcpSocket::shutdownReceiving() const { ::shutdown(fd_.get(), SHUT_RD); }

@@ -5,30 +5,15 @@
 #ifndef ZUBJEX_TRANSPORT_SOCKET_H_
 #define ZUBJEX_TRANSPORT_SOCKET_H_
 
-#include <chrono>
 #include <cstddef>
 #include <string>
 
+#include "transport/channel.h"
 #include "transport/export.h"
 #include "transport/file_descriptor.h"
+#include "transport/tcp_deadline.h"
 
 struct iovec;
-
-// The moment at which a wait gives up. Copyable value.
-class ZUBJEX_TCP_EXPORT zubTcpDeadline {
- public:
-  // `timeoutMs` from now; zero or less means never.
-  static zubTcpDeadline after(int timeoutMs);
-  static zubTcpDeadline never() { return zubTcpDeadline(); }
-
-  // The time left as a poll timeout: -1 for never, 0 once passed.
-  int remainingMs() const;
-
- private:
-  zubTcpDeadline() = default;
-  bool finite_ = false;
-  std::chrono::steady_clock::time_point at_;
-};
 
 // One connected TCP socket with TCP_NODELAY, owned: it is closed when the object is
 // destroyed. Move-only. Used by one thread at a time, except shutdownReceiving, which
@@ -39,11 +24,8 @@ class ZUBJEX_TCP_EXPORT zubTcpDeadline {
 // system call that takes them; every wait is still bounded by its deadline: a receive
 // blocks in the kernel only when the receive timeout (setReceiveTimeout) ends no later
 // than the deadline, and otherwise waits in poll. Sends never block in the kernel.
-class ZUBJEX_TCP_EXPORT zubTcpSocket {
+class ZUBJEX_TCP_EXPORT zubTcpSocket final : public zubTcpChannel {
  public:
-  // The result of tryReceive when the deadline passed with nothing received.
-  static constexpr size_t kTimedOut = static_cast<size_t>(-1);
-
   zubTcpSocket() = default;
   // Takes over `fd`, a connected stream socket, and puts it in blocking mode; `peer`
   // names the other end in texts.
@@ -59,10 +41,12 @@ class ZUBJEX_TCP_EXPORT zubTcpSocket {
   // "invalid server address <address>", "cannot resolve <address>: <reason>" or
   // "cannot connect to <address>: <reason>".
   static zubTcpSocket connect(const std::string& address, int connectTimeoutMs);
+  // As above, every attempt ending at `deadline`.
+  static zubTcpSocket connect(const std::string& address, zubTcpDeadline deadline);
 
   bool isOpen() const { return fd_.isOpen(); }
   int fd() const { return fd_.get(); }
-  const std::string& peer() const { return peer_; }
+  const std::string& peer() const override { return peer_; }
   void close();
 
   // The longest that one receive may block in the kernel (zero or less: no limit, the
@@ -71,22 +55,11 @@ class ZUBJEX_TCP_EXPORT zubTcpSocket {
   // "cannot set the receive timeout of <peer>: <reason>".
   void setReceiveTimeout(int timeoutMs);
 
-  // Sends all `size` bytes, waiting for room until `deadline`. Raises
-  // "timed out sending to <peer>" or "cannot send to <peer>: <reason>"; what was sent
-  // before the failure is gone, so the connection is then unusable.
-  void sendAll(const void* data, size_t size, zubTcpDeadline deadline);
-  // As above for two pieces sent back to back in one system call when the peer has
-  // room for both (a frame header and its message, for instance).
+  // The channel's operations (transport/channel.h). Sends never block in the kernel.
+  using zubTcpChannel::sendAll;
   void sendAll(const void* first, size_t firstSize, const void* second, size_t secondSize,
-               zubTcpDeadline deadline);
-
-  // Receives the bytes that have arrived, at least one and at most `size` (> 0),
-  // waiting until `deadline`. Returns their count, 0 when the peer has closed the
-  // connection or its receiving side was shut down, or kTimedOut. Raises
-  // "cannot receive from <peer>: <reason>".
-  size_t tryReceive(void* data, size_t size, zubTcpDeadline deadline);
-  // As tryReceive, but a passed deadline raises "timed out waiting for <peer>".
-  size_t receiveSome(void* data, size_t size, zubTcpDeadline deadline);
+               zubTcpDeadline deadline) override;
+  size_t tryReceive(void* data, size_t size, zubTcpDeadline deadline) override;
 
   // Ends every wait of a receive, now and later: it returns what has already arrived and
   // then 0 as if the peer had closed. Sending still works. Safe from another thread

@@ -1,12 +1,39 @@
-// The limits of a TCP connection between a client and a JEX server, in one place.
+// The limits and the security of a TCP connection between a client and a JEX server, in
+// one place.
 #ifndef ZUBJEX_TRANSPORT_TCP_OPTIONS_H_
 #define ZUBJEX_TRANSPORT_TCP_OPTIONS_H_
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 // The default of zubJexTcpOptions::keptReceiveBuffer.
 constexpr size_t kZubJexKeptReceiveBuffer = 64 * 1024;
+
+// TLS on the client's connections. Only TLS 1.2 and newer are spoken: older versions
+// have known attacks and every supported peer has 1.2. A connection kept between calls
+// keeps its session: calls on it make no new handshake.
+struct zubJexTlsOptions {
+  // Speak TLS on every connection of the transport; frames travel inside it exactly as
+  // on plain TCP. Off: plain TCP, and the fields below are ignored.
+  bool enabled = false;
+
+  // PEM file of the certificate authorities trusted to sign the server's certificate.
+  // Empty: the system's trust store.
+  std::string caFile;
+
+  // Check the server's certificate against the trusted authorities and the host name or
+  // IP address of the server name against the certificate. Without it anyone on the
+  // path can pose as the server, read and change every call: turn it off only for a
+  // test against a throw-away certificate.
+  bool verifyServer = true;
+
+  // PEM files of the client's own certificate chain and its private key, presented when
+  // the server asks for one (mutual TLS). Both empty: none. The key must not be
+  // protected by a pass phrase.
+  std::string certificateChainFile;
+  std::string privateKeyFile;
+};
 
 struct zubJexTcpOptions {
   // The longest time that making a connection may take. Without it a host that drops
@@ -33,6 +60,10 @@ struct zubJexTcpOptions {
   // 16 MiB while it is idle (and a server cannot make every idle connection of a
   // client pool hold that much).
   size_t keptReceiveBuffer = kZubJexKeptReceiveBuffer;
+
+  // TLS on the connections; off by default. The TLS handshake counts as part of
+  // connecting and is bounded by connectTimeoutMs.
+  zubJexTlsOptions tls;
 };
 
 #endif  // ZUBJEX_TRANSPORT_TCP_OPTIONS_H_

@@ -45,6 +45,20 @@ inline bool readFrame(zubTcpSocket& socket, zubJexFrameReader& reader) {
   return reader.read(socket, zubTcpDeadline::after(5000), 5000) == zubJexFrameReader::kFrame;
 }
 
+// One exchange of an "ICalc:add" call without parameters on the transport; returns the
+// answer's value.
+inline xany exchange(zubJexTransport& transport) {
+  NoHostObjects map;
+  zubJexCall call;
+  call.setName("ICalc:add");
+  zubJEXSerializer::getInstance()->writeCall(transport.startOutput(), call, &map);
+  transport.finishOutput();
+  zubJexResponse response;
+  zubJEXSerializer::getInstance()->readResponse(transport.startInput(), response, &map, "server");
+  transport.close();
+  return response.getObject();
+}
+
 // A server that plays a script on the next connection, on a thread of its own.
 class FakeServer {
  public:

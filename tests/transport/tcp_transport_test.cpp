@@ -19,19 +19,6 @@ FakeServer::Script answering(int count) {
   };
 }
 
-// One exchange of an "ICalc:add" call on the transport; returns the answer's value.
-xany exchange(zubJexTransport& transport) {
-  NoHostObjects map;
-  zubJexCall call;
-  call.setName("ICalc:add");
-  zubJEXSerializer::getInstance()->writeCall(transport.startOutput(), call, &map);
-  transport.finishOutput();
-  zubJexResponse response;
-  zubJEXSerializer::getInstance()->readResponse(transport.startInput(), response, &map, "server");
-  transport.close();
-  return response.getObject();
-}
-
 TEST(TcpTransport, FailuresNameTheServerAndDropTheConnection) {
   struct Case {
     const char* name;
@@ -117,6 +104,39 @@ TEST(TcpTransport, BytesThatNobodyAskedForMakeTheNextExchangeReconnect) {
   server.join();
   EXPECT_EQ(first.toInt(), 3);
   EXPECT_EQ(second.toInt(), 3);
+}
+
+TEST(TcpTransport, SeveralAddressesConnectToTheFirstThatAnswers) {
+  const std::string refusedA = zubTcpListener::listen("127.0.0.1", 0).address();  // closed again
+  const std::string refusedB = zubTcpListener::listen("127.0.0.1", 0).address();
+  FakeServer server;
+  struct Case {
+    std::string name;
+    const char* error;  // null: answered by the server
+  } cases[] = {
+      {refusedA + "," + server.address(), nullptr},
+      {refusedA + ", " + refusedB + ", " + server.address(), nullptr},
+      {server.address() + "," + refusedA, nullptr},
+      {refusedA + "," + refusedB,
+       "cannot connect to any of %s: cannot connect to $A: Connection refused; cannot "
+       "connect to $B: Connection refused"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    if (!c.error) server.serveOnce(answering(1));
+    zubJexTcpTransport transport{zubJexTcpOptions()};
+    transport.open(c.name.c_str());
+    if (!c.error) {
+      EXPECT_EQ(exchange(transport).toInt(), 3);
+    } else {
+      std::string expected = withName(c.error, c.name);
+      expected.replace(expected.find("$A"), 2, refusedA);
+      expected.replace(expected.find("$B"), 2, refusedB);
+      EXPECT_EQ(raisedText([&] { exchange(transport); }), expected);
+      EXPECT_FALSE(transport.isConnected());
+    }
+    server.join();
+  }
 }
 
 TEST(TcpTransport, MalformedServerNameIsRefused) {
