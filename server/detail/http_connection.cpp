@@ -2,6 +2,8 @@
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core/string.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/field.hpp>
 #include <boost/beast/http/read.hpp>
@@ -66,17 +68,49 @@ void zubJexHttpConnection::readRequest() {
   parser_->header_limit(options_.http.maxHeaderSize);
   parser_->body_limit(options_.maxFrameSize);
   parser_->get().body() = std::move(body_);
+  http::async_read_header(
+      stream_, input_, *parser_,
+      [self = self<zubJexHttpConnection>()](const boost::system::error_code& error, size_t) {
+        self->onHeader(error);
+      });
+}
+
+void zubJexHttpConnection::onHeader(const boost::system::error_code& error) {
+  if (closed_ || failedRead(error)) return;
+  if (!boost::beast::iequals(parser_->get()[http::field::expect], "100-continue")) {
+    return readBody();
+  }
+  static const char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
+  boost::asio::async_write(
+      stream_, boost::asio::buffer(kContinue, sizeof(kContinue) - 1),
+      [self = self<zubJexHttpConnection>()](const boost::system::error_code& error, size_t) {
+        if (self->closed_) return;
+        if (error) return self->close();
+        self->readBody();
+      });
+}
+
+void zubJexHttpConnection::readBody() {
   http::async_read(stream_, input_, *parser_,
                    [self = self<zubJexHttpConnection>()](const boost::system::error_code& error,
                                                          size_t) { self->onRequest(error); });
 }
 
 void zubJexHttpConnection::onRequest(const boost::system::error_code& error) {
-  if (closed_) return;
-  if (error == http::error::body_limit) return reply(http::status::payload_too_large, false, "");
-  if (isMalformed(error)) return reply(http::status::bad_request, false, "");
-  if (error) return close();
+  if (closed_ || failedRead(error)) return;
   answerRequest();
+}
+
+bool zubJexHttpConnection::failedRead(const boost::system::error_code& error) {
+  if (!error) return false;
+  if (error == http::error::body_limit) {
+    reply(http::status::payload_too_large, false, "");
+  } else if (isMalformed(error)) {
+    reply(http::status::bad_request, false, "");
+  } else {
+    close();
+  }
+  return true;
 }
 
 void zubJexHttpConnection::answerRequest() {

@@ -33,7 +33,14 @@ class zubJexHttpConnection : public zubJexConnection {
   void trimBuffers(size_t keep) override;
   void onRequestBegun(const boost::system::error_code& error, size_t received);
   void readRequest();
+  // The header is in: answers "Expect: 100-continue" (so that such clients send their
+  // body without waiting for their own time-out), then reads the body.
+  void onHeader(const boost::system::error_code& error);
+  void readBody();
   void onRequest(const boost::system::error_code& error);
+  // A read of the request failed: answers a request that breaks HTTP or the body limit
+  // and closes; true when it did either.
+  bool failedRead(const boost::system::error_code& error);
   // Routes a whole request: the path, the method, the authorization check, the call.
   void answerRequest();
   // Sends a reply with `status`; with the response message as its body for 200. The

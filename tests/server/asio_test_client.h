@@ -73,10 +73,22 @@ class AsioClient {
     boost::system::error_code error;
     if (tls_) {
       http::write(stream_, request, error);
-      if (!error && waitReadable()) http::read(stream_, input_, reply, error);
     } else {
       http::write(stream_.next_layer(), request, error);
-      if (!error && waitReadable()) http::read(stream_.next_layer(), input_, reply, error);
+    }
+    return !error && readReply(reply);
+  }
+
+  // Reads the next reply (an interim one included); false when the server closes the
+  // connection instead.
+  bool readReply(http::response<http::string_body>& reply) {
+    reply = http::response<http::string_body>();
+    boost::system::error_code error;
+    if (!waitReadable()) return false;
+    if (tls_) {
+      http::read(stream_, input_, reply, error);
+    } else {
+      http::read(stream_.next_layer(), input_, reply, error);
     }
     return !error && reply.result_int() != 0;
   }

@@ -48,6 +48,22 @@ TEST(TcpServer, HttpAnswersCallsPostedOnOneKeptConnection) {
   }
 }
 
+// Such a client waits for the interim answer before it sends its body.
+TEST(TcpServer, HttpAnswersExpectContinueBeforeTheBody) {
+  TcpCalc calc(httpOptions());
+  AsioClient client(calc.server.port(), ClientSetup());
+  const std::string body = addCall(7);
+  client.send("POST /jex HTTP/1.1\r\nHost: x\r\nExpect: 100-continue\r\nContent-Length: " +
+              std::to_string(body.size()) + "\r\n\r\n");
+  http::response<http::string_body> reply;
+  ASSERT_TRUE(client.readReply(reply));
+  EXPECT_EQ(reply.result(), http::status::continue_);
+  client.send(body);
+  ASSERT_TRUE(client.readReply(reply));
+  EXPECT_EQ(reply.result(), http::status::ok);
+  EXPECT_EQ(sumIn(reply), 12);
+}
+
 TEST(TcpServer, HttpRefusesRequestsItCannotServe) {
   struct Case {
     const char* name;
