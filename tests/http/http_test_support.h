@@ -13,8 +13,9 @@
 namespace jex_test {
 
 // Makes the pool's clients of a new server name talk HTTP to `url` with `options`;
-// returns the name. Each name is `url` with a query of its own, since the pool keeps
-// clients (and their transports, with their options) by name for the whole process.
+// returns the name. Each name is `url` with a fragment of its own (which is never sent),
+// since the pool keeps clients (and their transports, with their options) by name for
+// the whole process.
 inline std::string useHttp(const std::string& url, zubJexHttpOptions options = {}) {
   static NoHostObjects map;
   static std::list<zubJexHttpTransportFactory> factories;  // kept: pooled clients use them
@@ -26,8 +27,7 @@ inline std::string useHttp(const std::string& url, zubJexHttpOptions options = {
     options.exchangeTimeoutMs = 10000;
   }
   calcRegisterTypes();
-  std::string name =
-      url + (url.find('?') == std::string::npos ? "?" : "&") + uniqueServerName("client");
+  std::string name = url + "#" + uniqueServerName("client");
   std::lock_guard<std::mutex> lock(mutex);
   factories.emplace_back(options);
   zubJexConfig config;
