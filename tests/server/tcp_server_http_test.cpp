@@ -65,6 +65,9 @@ TEST(TcpServer, HttpAnswersExpectContinueBeforeTheBody) {
 }
 
 TEST(TcpServer, HttpRefusesRequestsItCannotServe) {
+  zubJexTcpServerOptions options = httpOptions();
+  options.maxFrameSize = 1024;
+  TcpCalc calc(options);
   struct Case {
     const char* name;
     http::request<http::string_body> request;
@@ -79,9 +82,6 @@ TEST(TcpServer, HttpRefusesRequestsItCannotServe) {
       {"body above the frame limit", post("/jex", std::string(1025, 'x')),
        http::status::payload_too_large, false},
   };
-  zubJexTcpServerOptions options = httpOptions();
-  options.maxFrameSize = 1024;
-  TcpCalc calc(options);
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     AsioClient client(calc.server.port(), ClientSetup());
