@@ -1,6 +1,10 @@
 // The TCP transport over TLS against the reference server: the server's certificate
 // checked (authority, host, validity), client certificates (mutual TLS), frames inside
 // TLS, and a kept connection that makes one handshake for many calls.
+#include <chrono>
+#include <future>
+
+#include "client/deadline.h"
 #include "examples/calc/calc_service.h"
 #include "platform/rtti_registry.h"
 #include "serialization/descriptors.h"
@@ -130,6 +134,47 @@ TEST(TcpTls, LargeRequestTravelsInsideTlsAsOnTcp) {
   transport.close();
   EXPECT_EQ(add(transport, 40, 2).toInt(), 42);
   EXPECT_EQ(transport.tlsHandshakes(), 1);
+}
+
+// A server that accepts and never answers the handshake: the handshake's own time-out
+// (connectTimeoutMs) or the call's deadline, whichever comes first, ends it.
+TEST(TcpTls, HandshakeThatNeverEndsIsBoundedByTheConnectTimeOutOrTheDeadline) {
+  struct Case {
+    int connectTimeoutMs;
+    int deadlineMs;     // 0: none
+    const char* error;  // "%s": the server's address
+  } cases[] = {
+      {100, 0, "timed out in the TLS handshake with %s"},
+      {5000, 200, "deadline exceeded at %s"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.error);
+    std::promise<void> doneSignal;
+    std::shared_future<void> done = doneSignal.get_future().share();
+    FakeServer server;
+    server.serveOnce(
+        [done](zubTcpSocket&, zubJexFrameReader&) { done.wait_for(std::chrono::seconds(5)); });
+    zubJexTcpOptions options = clientTls();
+    options.connectTimeoutMs = c.connectTimeoutMs;
+    zubJexTcpTransport transport(options);
+    transport.open(server.address().c_str());
+    std::string text;
+    const auto start = std::chrono::steady_clock::now();
+    try {
+      if (c.deadlineMs > 0) {
+        zubJexDeadline deadline{std::chrono::milliseconds(c.deadlineMs)};
+        text = raisedText([&] { add(transport, 1, 2); });
+      } else {
+        text = raisedText([&] { add(transport, 1, 2); });
+      }
+    } catch (const zubJexDeadlineExceeded& exceeded) {
+      text = "deadline exceeded at " + exceeded.server();
+    }
+    doneSignal.set_value();
+    EXPECT_EQ(text, withName(c.error, server.address()));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2000));
+    EXPECT_FALSE(transport.isConnected());
+  }
 }
 
 TEST(TcpTls, TrustStoreAndKeyFilesThatCannotBeLoadedAreNamed) {

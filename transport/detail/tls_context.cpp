@@ -75,6 +75,8 @@ SSL_CTX* zubTlsContext::make() const {
   // A peer that closes without a close_notify ends the connection like a plain close:
   // frames carry their own length, so a cut response is noticed all the same.
   SSL_CTX_set_options(ctx.get(), SSL_OP_IGNORE_UNEXPECTED_EOF);
+  // A record's header and body (and the next records) in one receive, not two.
+  SSL_CTX_set_read_ahead(ctx.get(), 1);
   SSL_CTX_set_verify(ctx.get(), options_.verifyServer ? SSL_VERIFY_PEER : SSL_VERIFY_NONE, nullptr);
   if (options_.verifyServer) LoadTrust(ctx.get(), options_);
   LoadClientCertificate(ctx.get(), options_);

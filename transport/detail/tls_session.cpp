@@ -132,6 +132,8 @@ void zubTlsSession::sendPart(const void* data, size_t size, zubTcpDeadline deadl
 
 size_t zubTlsSession::tryReceive(void* data, size_t size, zubTcpDeadline deadline) {
   int chunk = size > INT_MAX ? INT_MAX : static_cast<int>(size);
+  // With nothing buffered the read would only find the socket empty: wait first.
+  if (!SSL_has_pending(ssl_) && !await(SSL_ERROR_WANT_READ, deadline)) return kTimedOut;
   for (;;) {
     errno = 0;
     ERR_clear_error();
