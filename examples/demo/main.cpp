@@ -3,6 +3,8 @@
 //   zubjex_demo              the server listens on 127.0.0.1 (a free port) in this process
 //   zubjex_demo --in-memory  the server is reached through an in-memory transport
 //   zubjex_demo --http       the server in this process takes calls as HTTP POSTs
+//   zubjex_demo --tls        the server in this process speaks TLS, both sides showing
+//                            certificates made for this run
 //   zubjex_demo HOST:PORT    the server runs elsewhere (zubjex_calc_server, for instance)
 //
 // Each step says what the host does and what comes back. The server side is the
@@ -28,6 +30,7 @@
 #include "server/dispatcher.h"
 #include "server/loopback_transport.h"
 #include "server/tcp_server.h"
+#include "test_support/test_certificates.h"
 #include "transport/address.h"
 #include "transport/tcp_transport.h"
 #ifdef ZUBJEX_DEMO_HTTP
@@ -90,6 +93,46 @@ class RemoteTcpConnection : public Connection {
   zubJexTcpTransportFactory factory_;
 };
 
+// The same server in this process speaking TLS and asking for the client's certificate,
+// and the TCP transport speaking TLS. The certificates are throw-away ones made for this
+// run in a temporary folder: a CA, the server's for 127.0.0.1, and the client's.
+class TlsConnection : public Connection {
+ public:
+  explicit TlsConnection(zubJexDispatcher& dispatcher)
+      : server_(dispatcher, serverOptions()), factory_(clientOptions()) {
+    server_.start();
+  }
+  std::string serverName() const override { return server_.address(); }
+  zubJexTransportFactory& factory() override { return factory_; }
+  std::string describe() const override {
+    return "TLS: frames inside TLS to " + server_.address() +
+           " in this process; the host checks the server's certificate and shows its own";
+  }
+
+ private:
+  static zubJexTcpServerOptions serverOptions() {
+    const jex_test::TestCertificates& certs = jex_test::testCertificates();
+    zubJexTcpServerOptions options;
+    options.tls.enabled = true;
+    options.tls.certificateChainFile = certs.serverCert;
+    options.tls.privateKeyFile = certs.serverKey;
+    options.tls.clientCaFile = certs.caCert;
+    return options;
+  }
+  static zubJexTcpOptions clientOptions() {
+    const jex_test::TestCertificates& certs = jex_test::testCertificates();
+    zubJexTcpOptions options;
+    options.tls.enabled = true;
+    options.tls.caFile = certs.caCert;
+    options.tls.certificateChainFile = certs.clientCert;
+    options.tls.privateKeyFile = certs.clientKey;
+    return options;
+  }
+
+  zubJexTcpServer server_;
+  zubJexTcpTransportFactory factory_;
+};
+
 #ifdef ZUBJEX_DEMO_HTTP
 // The same server in this process taking each call as the body of an HTTP POST, and
 // the client's HTTP transport.
@@ -118,13 +161,14 @@ class HttpConnection : public Connection {
 };
 #endif
 
-// No argument: a TCP server in this process; "--in-memory"; "--http"; or the server's
-// host:port. Null when the argument is none of these.
+// No argument: a TCP server in this process; "--in-memory"; "--tls"; "--http"; or the
+// server's host:port. Null when the argument is none of these.
 std::unique_ptr<Connection> connect(zubJexDispatcher& dispatcher, int argc, char** argv) {
   if (argc < 2) return std::make_unique<TcpConnection>(dispatcher);
   if (std::strcmp(argv[1], "--in-memory") == 0) {
     return std::make_unique<InMemoryConnection>(dispatcher);
   }
+  if (std::strcmp(argv[1], "--tls") == 0) return std::make_unique<TlsConnection>(dispatcher);
 #ifdef ZUBJEX_DEMO_HTTP
   if (std::strcmp(argv[1], "--http") == 0) return std::make_unique<HttpConnection>(dispatcher);
 #endif
@@ -246,7 +290,7 @@ int main(int argc, char** argv) {
   calcServe(dispatcher, rootService);
   std::unique_ptr<Connection> connection = connect(dispatcher, argc, argv);
   if (!connection) {
-    std::cerr << "usage: zubjex_demo [--in-memory | --http | HOST:PORT]\n";
+    std::cerr << "usage: zubjex_demo [--in-memory | --tls | --http | HOST:PORT]\n";
     return 2;
   }
   zubJexNoHostObjectsMap hostObjects;
