@@ -160,7 +160,8 @@ case "$command" in
     ensure_packages doxygen
     mkdir -p build-docs
     log "running doxygen"
-    ZUBJEX_VERSION=$(cat VERSION) doxygen docs/Doxyfile
+    version=$(sed -n 's/^#define ZUBJEX_VERSION_STRING "\(.*\)"$/\1/p' client/version.h)
+    ZUBJEX_VERSION=$version doxygen docs/Doxyfile
     log "reference documentation: build-docs/html/index.html"
     ;;
   install)
