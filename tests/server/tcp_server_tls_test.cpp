@@ -51,6 +51,36 @@ TEST(TcpServer, TlsServesFramedCallsAndTellsHandlersTheClientsSubject) {
   }
 }
 
+// The client library's TLS transport against the server: the server checks the client's
+// certificate and the handler sees its subject.
+TEST(TcpServer, TlsServesTheClientLibrarysTlsTransport) {
+  const TestCertificates& certs = testCertificates();
+  WhoAmICalc calc(tlsOptions(true));
+  static NoHostObjects map;
+  static zubJexTcpTransportFactory* factory = [&certs] {
+    zubJexTcpOptions options;
+    options.tls.enabled = true;
+    options.tls.caFile = certs.caCert;
+    options.tls.certificateChainFile = certs.clientCert;
+    options.tls.privateKeyFile = certs.clientKey;
+    return new zubJexTcpTransportFactory(options);  // the pool may keep its clients
+  }();
+  // A name that no plain-TCP test uses, so that a port handed out again never meets a
+  // pooled client of this factory.
+  const std::string name = "localhost:" + std::to_string(calc.server.port());
+  zubJexConfig config;
+  config.setJexTransportFactory(factory);
+  zubJexClient::setServerConfig(name.c_str(), config);
+  zubJexClient::setServerProxyMap(name.c_str(), &map);
+  for (int i = 0; i < 3; ++i) {
+    zubJexCall call;
+    call.setName("ICalc:whoami");
+    call.setReturnType(zubGetRtti_string());
+    EXPECT_EQ(std::string(client(name)->makeCall(&call).toString().CastToCString()),
+              TestCertificates::kClientSubject);
+  }
+}
+
 // With TLS 1.3 the client may finish its side of the handshake before the server has
 // checked its certificate: the refusal then shows at the first exchange.
 TEST(TcpServer, TlsRefusesClientsWithoutACertificateThatItsCaVerifies) {
