@@ -10,6 +10,8 @@
 #include <chrono>
 #include <future>
 
+#include "examples/calc/calc_service.h"
+#include "server/tcp_server.h"
 #include "tcp_test_support.h"
 
 using namespace jex_test;
@@ -221,6 +223,48 @@ TEST(TcpDeadline, OwnTimeOutThatEndsFirstIsReportedAsSuch) {
   EXPECT_EQ(raisedText([&] { transport.startInput(); }),
             "timed out waiting for " + server.address());
   doneSignal.set_value();
+}
+
+// The deadline belongs to the thread: callers of one server on several threads at once,
+// with and without deadlines, each end as their own deadline says.
+TEST(TcpDeadlineConcurrency, EachThreadKeepsItsOwnDeadline) {
+  calcRegisterTypes();
+  zubJexDispatcher dispatcher;
+  calcServe(dispatcher, new CalcService("root"));
+  zubJexMethodTable methods = calcServiceMethods();
+  methods.add("slow", [](xobject*, zubJexCall&) -> xany {
+    std::this_thread::sleep_for(milliseconds(300));
+    return xint(7);
+  });
+  dispatcher.addInterface("ICalc", methods);
+  zubJexTcpServer server(dispatcher);
+  server.start();
+  const std::string name = useTcp(server.address());
+  auto slow = [](zubJexClient* client) {
+    zubJexCall call;
+    call.setName("ICalc:slow");
+    call.setReturnType(zubGetRtti_int());
+    client->makeCall(&call);
+  };
+  constexpr int kThreads = 6;
+  std::vector<std::string> errors(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    // Even threads allow 50 ms, odd ones 10 s.
+    milliseconds deadline = t % 2 == 0 ? milliseconds(50) : milliseconds(10000);
+    threads.emplace_back([&, t, deadline] {
+      zubJexDeadline scope(deadline);
+      xrcunihandle<xthrowable> raised =
+          raisedBy([&] { slow(zubJexClient::getInstance(name.c_str())); });
+      errors[t] = raised ? descriptionOf(raised.get()) : "";
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (int t = 0; t < kThreads; ++t) {
+    SCOPED_TRACE(t);
+    EXPECT_EQ(errors[t], t % 2 == 0 ? deadlineText(name) : "");
+  }
+  server.stop();
 }
 
 }  // namespace
