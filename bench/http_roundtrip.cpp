@@ -102,8 +102,8 @@ int main(int argc, char** argv) {
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   if (tcpP50Us > 0 && httpP50Us > 0) {
-    std::printf("add p50: TCP %.1f us, HTTP %.1f us, HTTP/TCP %.2f (target: at most 2)\n",
-                tcpP50Us, httpP50Us, httpP50Us / tcpP50Us);
+    std::printf("add p50: TCP %.1f us, HTTP %.1f us, HTTP/TCP %.2f (target: at most 2)\n", tcpP50Us,
+                httpP50Us, httpP50Us / tcpP50Us);
   }
   // Pooled clients keep their connections; the servers close them.
   httpServer.stop();

@@ -49,6 +49,10 @@ class zubHttpSession;
 // reason>". When the call's deadline (client/deadline.h) is what ended the exchange,
 // or had passed before it began, the deadline's own error is raised instead. Used by
 // one thread at a time, like the client that owns it.
+//
+// libcurl runs without signals (its time-outs must not interrupt other threads), so it
+// does not ignore SIGPIPE on the host's behalf: a host that speaks HTTPS to servers that
+// may close a connection while a request is being sent should ignore SIGPIPE.
 class ZUBJEX_HTTP_EXPORT zubJexHttpTransport : public zubJexTransport {
  public:
   explicit zubJexHttpTransport(const zubJexHttpOptions& options);
