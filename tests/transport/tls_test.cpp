@@ -56,6 +56,7 @@ zubJexTcpOptions clientTls(const std::string& cert = "", const std::string& key 
 
 // a + b computed by the server over the transport.
 xany add(zubJexTransport& transport, int a, int b) {
+  calcRegisterTypes();  // for a test that makes no server
   zubBinS11nRttiProxy* proxy = nullptr;
   zubBinS11nRttiGetDescriptor("ICalc")->isProxy(&proxy);
   zubJexCall call;
