@@ -1,6 +1,5 @@
 #include "server/tcp_server.h"
 
-#include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -25,6 +24,7 @@
 #include "server/detail/tcp_connection.h"
 #include "server/detail/tls_context.h"
 #include "transport/address.h"
+#include "transport/listener.h"
 #include "transport/socket.h"
 
 namespace {
@@ -37,40 +37,6 @@ using Timer =
 
 // The pause after a failed accept, so that a lack of descriptors does not spin.
 constexpr std::chrono::milliseconds kAcceptRetryPause(5);
-
-// A listening socket on `host` (an address or a name; the first address that binds is
-// used) and `port`, non-blocking. Raises "cannot listen on <host>:<port>: <reason>".
-int listenOn(const std::string& host, int port, int* family) {
-  const std::string name = zubTcpFormatAddress(host, port);
-  addrinfo hints{};
-  hints.ai_family = AF_UNSPEC;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
-  addrinfo* list = nullptr;
-  int rc = ::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &list);
-  if (rc != 0) zubTcpRaise("cannot listen on " + name + ": " + ::gai_strerror(rc));
-  int error = EADDRNOTAVAIL;
-  int fd = -1;
-  for (addrinfo* ai = list; ai != nullptr && fd < 0; ai = ai->ai_next) {
-    fd = ::socket(ai->ai_family, ai->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, ai->ai_protocol);
-    if (fd < 0) {
-      error = errno;
-      continue;
-    }
-    int one = 1;
-    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof(one));
-    if (::bind(fd, ai->ai_addr, ai->ai_addrlen) != 0 || ::listen(fd, SOMAXCONN) != 0) {
-      error = errno;
-      ::close(fd);
-      fd = -1;
-      continue;
-    }
-    *family = ai->ai_family;
-  }
-  ::freeaddrinfo(list);
-  if (fd < 0) zubTcpRaise(zubTcpErrorText("cannot listen on " + name, error));
-  return fd;
-}
 
 int workerCount(int threads) {
   if (threads > 0) return threads;
@@ -127,8 +93,9 @@ class zubJexTcpServer::Impl {
 
 std::string zubJexTcpServer::Impl::start(int* port) {
   if (options_.tls.enabled) tls_ = zubJexMakeServerTlsContext(options_.tls);
-  int family = AF_INET;
-  const int fd = listenOn(options_.host, options_.port, &family);
+  zubTcpListener listener = zubTcpListener::listen(options_.host, options_.port);
+  const int family = listener.family();
+  const int fd = listener.release();
   std::unique_ptr<Run> run(new Run(workerCount(options_.threads)));
   boost::system::error_code error;
   run->acceptor.assign(family == AF_INET6 ? boost::asio::ip::tcp::v6() : boost::asio::ip::tcp::v4(),

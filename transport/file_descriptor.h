@@ -27,6 +27,8 @@ class zubTcpFileDescriptor {
     if (fd_ >= 0) ::close(fd_);
     fd_ = fd;
   }
+  // Gives up the descriptor without closing it; the caller owns it from then on.
+  int release() { return std::exchange(fd_, -1); }
 
  private:
   int fd_ = -1;

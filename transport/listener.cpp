@@ -69,6 +69,7 @@ zubTcpListener zubTcpListener::listen(const std::string& host, int port) {
       continue;
     }
     listener.fd_.reset(fd);
+    listener.family_ = ai->ai_family;
   }
   ::freeaddrinfo(list);
   if (!listener.isOpen()) zubTcpRaise(zubTcpErrorText("cannot listen on " + name, error));

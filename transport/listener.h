@@ -25,6 +25,11 @@ class ZUBJEX_TCP_EXPORT zubTcpListener {
   bool isOpen() const { return fd_.isOpen(); }
   // The port actually bound.
   int port() const { return port_; }
+  // The address family bound (AF_INET or AF_INET6).
+  int family() const { return family_; }
+  // Gives up the listening descriptor without closing it, for an event loop that accepts
+  // on it; the caller owns it from then on and this listener is closed.
+  int release() { return fd_.release(); }
   // "host:port" of the bound address, for clients to connect to.
   const std::string& address() const { return address_; }
   void close();
@@ -38,6 +43,7 @@ class ZUBJEX_TCP_EXPORT zubTcpListener {
  private:
   zubTcpFileDescriptor fd_;
   int port_ = 0;
+  int family_ = 0;
   std::string address_;
 };
 
