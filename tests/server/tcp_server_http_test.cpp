@@ -157,13 +157,15 @@ TEST(TcpServer, HttpTimeLimitsCloseTheirConnections) {
   }
 }
 
+// The victim is a connection that has sent nothing since it was admitted: one that has
+// just been answered goes back to waiting only when the server has seen its reply
+// written, which may come after the client has read it, so its place is not certain.
 TEST(TcpServer, HttpMakesRoomByClosingTheConnectionIdleLongest) {
   zubJexTcpServerOptions options = httpOptions();
   options.maxConnections = 2;
   TcpCalc calc(options);
   http::response<http::string_body> reply;
   AsioClient first(calc.server.port(), ClientSetup());
-  ASSERT_TRUE(first.request(post("/jex", addCall(1)), reply));
   AsioClient second(calc.server.port(), ClientSetup());
   ASSERT_TRUE(second.request(post("/jex", addCall(1)), reply));
   AsioClient third(calc.server.port(), ClientSetup());
