@@ -194,6 +194,10 @@ size_t zubTcpSocket::tryReceive(void* data, size_t size, zubTcpDeadline deadline
   }
 }
 
+long zubTcpSocket::receiveOnce(void* data, size_t size, const zubTcpDeadline& deadline) const {
+  return ::recv(fd_.get(), data, size, mayBlockUntil(deadline) ? 0 : MSG_DONTWAIT);
+}
+
 void zubTcpSocket::shutdownReceiving() const { ::shutdown(fd_.get(), SHUT_RD); }
 
 bool zubTcpSocket::isStale() const {

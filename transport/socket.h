@@ -60,6 +60,11 @@ class ZUBJEX_TCP_EXPORT zubTcpSocket final : public zubTcpChannel {
   void sendAll(const void* first, size_t firstSize, const void* second, size_t secondSize,
                zubTcpDeadline deadline) override;
   size_t tryReceive(void* data, size_t size, zubTcpDeadline deadline) override;
+  // One receive without a poll: it blocks in the kernel as tryReceive's would (only when
+  // the receive timeout ends by `deadline`) and otherwise takes what has arrived. The
+  // byte count, 0 at the end of the stream, or -1 with errno set (EAGAIN or EWOULDBLOCK:
+  // nothing came in time; EINTR: a signal came first). Never raises.
+  long receiveOnce(void* data, size_t size, const zubTcpDeadline& deadline) const;
 
   // Ends every wait of a receive, now and later: it returns what has already arrived and
   // then 0 as if the peer had closed. Sending still works. Safe from another thread

@@ -154,10 +154,10 @@ void zubJexTcpTransport::connectIfNeeded() {
   if (socket_.isOpen()) return;
   if (tls_) tls_->get();  // files that cannot be used fail the call before any connection
   std::string address = connectToFirstAnswering();
-  if (tls_) return startTls(address);
   // Every response wait starts with a deadline of ioTimeoutMs: it then blocks in the
-  // receive itself.
+  // receive itself, with TLS too.
   socket_.setReceiveTimeout(options_.ioTimeoutMs);
+  if (tls_) startTls(address);
 }
 
 std::string zubJexTcpTransport::connectToFirstAnswering() {

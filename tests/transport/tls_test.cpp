@@ -1,6 +1,8 @@
 // The TCP transport over TLS against the reference server: the server's certificate
 // checked (authority, host, validity), client certificates (mutual TLS), frames inside
 // TLS, and a kept connection that makes one handshake for many calls.
+#include <openssl/ssl.h>
+
 #include <chrono>
 #include <future>
 
@@ -176,6 +178,40 @@ TEST(TcpTls, HandshakeThatNeverEndsIsBoundedByTheConnectTimeOutOrTheDeadline) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2000));
     EXPECT_FALSE(transport.isConnected());
   }
+}
+
+// A server that completes the handshake and never answers the call: a deadline that ends
+// long before ioTimeoutMs ends the wait for the response, which blocks in the kernel only
+// up to the receive timeout.
+TEST(TcpTls, SilentServerAfterTheHandshakeIsBoundedByTheDeadline) {
+  const TestCertificates& certs = testCertificates();
+  std::promise<void> doneSignal;
+  std::shared_future<void> done = doneSignal.get_future().share();
+  FakeServer server;
+  server.serveOnce([done, &certs](zubTcpSocket& socket, zubJexFrameReader&) {
+    SSL_CTX* ctx = SSL_CTX_new(TLS_server_method());
+    SSL_CTX_use_certificate_chain_file(ctx, certs.serverCert.c_str());
+    SSL_CTX_use_PrivateKey_file(ctx, certs.serverKey.c_str(), SSL_FILETYPE_PEM);
+    SSL* ssl = SSL_new(ctx);
+    SSL_set_fd(ssl, socket.fd());
+    if (SSL_accept(ssl) == 1) done.wait_for(std::chrono::seconds(5));
+    SSL_free(ssl);
+    SSL_CTX_free(ctx);
+  });
+  zubJexTcpTransport transport(clientTls());
+  transport.open(server.address().c_str());
+  std::string text;
+  const auto start = std::chrono::steady_clock::now();
+  try {
+    zubJexDeadline deadline{std::chrono::milliseconds(300)};
+    text = raisedText([&] { add(transport, 1, 2); });
+  } catch (const zubJexDeadlineExceeded& exceeded) {
+    text = "deadline exceeded at " + exceeded.server();
+  }
+  doneSignal.set_value();
+  EXPECT_EQ(text, "deadline exceeded at " + server.address());
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2500));
+  EXPECT_FALSE(transport.isConnected());
 }
 
 TEST(TcpTls, TrustStoreAndKeyFilesThatCannotBeLoadedAreNamed) {

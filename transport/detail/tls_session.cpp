@@ -1,12 +1,13 @@
 #include "transport/detail/tls_session.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
 #include <poll.h>
+#include <sys/socket.h>
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstring>
 
@@ -18,25 +19,65 @@ bool IsIpAddress(const std::string& host) {
          inet_pton(AF_INET6, host.c_str(), bytes) == 1;
 }
 
-void SetNonBlocking(int fd) {
-  int flags = ::fcntl(fd, F_GETFL);
-  if (flags >= 0) ::fcntl(fd, F_SETFL, flags | O_NONBLOCK);
-}
-
 }  // namespace
+
+// OpenSSL's I/O on the session's socket. A read waits in the kernel when the socket's
+// receive rule allows it for the deadline of the operation under way, so that a record
+// usually costs one system call; writes never block.
+struct zubTlsSession::Io {
+  static int write(BIO* bio, const char* data, int size) {
+    auto* session = static_cast<zubTlsSession*>(BIO_get_data(bio));
+    BIO_clear_retry_flags(bio);
+    ssize_t n =
+        ::send(session->socket_.fd(), data, static_cast<size_t>(size), MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) {
+      BIO_set_retry_write(bio);
+    }
+    return static_cast<int>(n);
+  }
+  static int read(BIO* bio, char* data, int size) {
+    auto* session = static_cast<zubTlsSession*>(BIO_get_data(bio));
+    BIO_clear_retry_flags(bio);
+    long n = session->socket_.receiveOnce(data, static_cast<size_t>(size), session->until_);
+    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) {
+      BIO_set_retry_read(bio);
+    }
+    return static_cast<int>(n);
+  }
+  static long control(BIO*, int command, long, void*) { return command == BIO_CTRL_FLUSH ? 1 : 0; }
+  static int create(BIO* bio) {
+    BIO_set_init(bio, 1);
+    return 1;
+  }
+  static BIO_METHOD* method() {
+    static BIO_METHOD* const kMethod = [] {
+      BIO_METHOD* m = BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "zubjex socket");
+      if (m != nullptr) {
+        BIO_meth_set_write(m, &Io::write);
+        BIO_meth_set_read(m, &Io::read);
+        BIO_meth_set_ctrl(m, &Io::control);
+        BIO_meth_set_create(m, &Io::create);
+      }
+      return m;
+    }();
+    return kMethod;
+  }
+};
 
 zubTlsSession::zubTlsSession(zubTlsContext& context, zubTcpSocket& socket, const std::string& host,
                              zubTcpDeadline deadline)
-    : socket_(socket), ssl_(nullptr) {
+    : socket_(socket), ssl_(nullptr), until_(deadline) {
   SSL_CTX* ctx = context.get();
   ERR_clear_error();
   ssl_ = SSL_new(ctx);
-  if (ssl_ == nullptr || SSL_set_fd(ssl_, socket.fd()) != 1) {
+  BIO* bio = ssl_ != nullptr && Io::method() != nullptr ? BIO_new(Io::method()) : nullptr;
+  if (bio == nullptr) {
     SSL_free(ssl_);
     zubTcpRaise("TLS handshake with " + socket.peer() +
                 " failed: " + zubTlsErrorReason("out of memory"));
   }
-  SetNonBlocking(socket.fd());
+  BIO_set_data(bio, this);
+  SSL_set_bio(ssl_, bio, bio);
   try {
     checkHost(host);
     handshake(deadline);
@@ -59,6 +100,7 @@ void zubTlsSession::checkHost(const std::string& host) {
 }
 
 void zubTlsSession::handshake(zubTcpDeadline deadline) {
+  until_ = deadline;
   for (;;) {
     int result = SSL_connect(ssl_);
     if (result == 1) return;
@@ -112,6 +154,7 @@ void zubTlsSession::sendAll(const void* first, size_t firstSize, const void* sec
 
 void zubTlsSession::sendPart(const void* data, size_t size, zubTcpDeadline deadline) {
   const char* next = static_cast<const char*>(data);
+  until_ = deadline;
   while (size > 0) {
     int chunk = size > INT_MAX ? INT_MAX : static_cast<int>(size);
     errno = 0;
@@ -132,8 +175,7 @@ void zubTlsSession::sendPart(const void* data, size_t size, zubTcpDeadline deadl
 
 size_t zubTlsSession::tryReceive(void* data, size_t size, zubTcpDeadline deadline) {
   int chunk = size > INT_MAX ? INT_MAX : static_cast<int>(size);
-  // With nothing buffered the read would only find the socket empty: wait first.
-  if (!SSL_has_pending(ssl_) && !await(SSL_ERROR_WANT_READ, deadline)) return kTimedOut;
+  until_ = deadline;
   for (;;) {
     errno = 0;
     ERR_clear_error();
@@ -154,6 +196,7 @@ size_t zubTlsSession::tryReceive(void* data, size_t size, zubTcpDeadline deadlin
 
 bool zubTlsSession::isStale() {
   char byte;
+  until_ = zubTcpDeadline::at(std::chrono::steady_clock::now());  // passed: never blocks
   ERR_clear_error();
   int n = SSL_peek(ssl_, &byte, 1);
   if (n > 0) return true;

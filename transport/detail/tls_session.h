@@ -11,9 +11,10 @@
 #include "transport/detail/tls_context.h"
 #include "transport/socket.h"
 
-// Borrows the socket, which must outlive the session and stay open while it is used; the
-// socket is switched to non-blocking mode, so that every wait of OpenSSL's is a poll
-// bounded by a deadline. Used by one thread at a time.
+// Borrows the socket, which must outlive the session and stay open while it is used, in
+// blocking mode. Every wait is bounded by its deadline: a read of OpenSSL's blocks in the
+// kernel only as the socket's receive timeout allows (zubTcpSocket::receiveOnce), and
+// otherwise waits in poll. Used by one thread at a time.
 //
 // Errors raised while the server has not yet answered (until the first bytes of a
 // response) are worded "TLS handshake with <peer> failed: <reason>": with TLS 1.3 the
@@ -54,8 +55,11 @@ class zubTlsSession final : public zubTcpChannel {
   [[noreturn]] void raiseFailure(int result, const char* doing);
   std::string reasonOf(int error);
 
+  struct Io;
+
   zubTcpSocket& socket_;
   SSL* ssl_;
+  zubTcpDeadline until_;   // the deadline of the operation under way, for OpenSSL's reads
   bool answered_ = false;  // application bytes have come from the server
 };
 
