@@ -124,7 +124,7 @@ case "$command" in
       -DZUBJEX_BUILD_BENCH=OFF -DZUBJEX_SANITIZE=thread
     # Only the test programs that hold concurrency tests are built.
     NINJA_TARGETS="client_tests server_tests transport_tests" \
-      TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
+      TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 suppressions=$PWD/tests/tsan.supp" \
       run_tests build-tsan -R 'Concurrency|TcpServer\.'
     ;;
   bench)
