@@ -3,6 +3,8 @@
 #ifndef ZUBJEX_TESTS_TRANSPORT_TCP_TEST_SUPPORT_H_
 #define ZUBJEX_TESTS_TRANSPORT_TCP_TEST_SUPPORT_H_
 
+#include <netdb.h>
+
 #include "test_support/jex_test_support.h"
 #include "transport/frame.h"
 #include "transport/frame_reader.h"
@@ -10,6 +12,15 @@
 #include "transport/tcp_transport.h"
 
 namespace jex_test {
+
+// Whether the name "localhost" resolves here (a root without /etc/hosts may not); tests
+// that need it skip themselves otherwise.
+inline bool localhostResolves() {
+  addrinfo* found = nullptr;
+  if (getaddrinfo("localhost", nullptr, nullptr, &found) != 0) return false;
+  freeaddrinfo(found);
+  return true;
+}
 
 // Makes the pool's clients of `address` talk TCP; returns the address. One factory for
 // the whole process: the pool keeps clients by server name, and a port that the system

@@ -146,13 +146,6 @@ TEST(TcpTransport, MalformedServerNameIsRefused) {
   EXPECT_EQ(raisedText([&] { transport.finishOutput(); }), "invalid server address no-port");
 }
 
-bool localhostResolves() {
-  addrinfo* found = nullptr;
-  if (getaddrinfo("localhost", nullptr, nullptr, &found) != 0) return false;
-  freeaddrinfo(found);
-  return true;
-}
-
 TEST(TcpSocket, ConnectsByNameAndToBracketedIpv6Addresses) {
   if (!localhostResolves()) GTEST_SKIP() << "\"localhost\" does not resolve on this machine";
   zubTcpListener v4 = zubTcpListener::listen("127.0.0.1", 0);
