@@ -38,4 +38,20 @@ std::string comment(const std::string& text) {
   return out + "\n";
 }
 
+std::string softcastDeclaration(const std::string& cls) {
+  return "  // The object as a " + cls + ", or null when it is none (or null).\n  static " + cls +
+         "* softcast(xobject* o);\n";
+}
+
+std::string softcastDefinition(const std::string& cls) {
+  return cls + "* " + cls + "::softcast(xobject* o) {\n  return o != nullptr && " +
+         "o->isKindOf(getClassRtti()) ? static_cast<" + cls + "*>(o) : nullptr;\n}\n";
+}
+
+std::string rttiClassHead(const EmitOutput& out, const std::string& cls, const std::string& base) {
+  return "class " + out.exportMacro + " " + cls + " : public " + base +
+         " {\n  XOBJECT_DECLARE_RTTI(" + out.exportMacro + ")\n public:\n" +
+         softcastDeclaration(cls);
+}
+
 }  // namespace jexgen

@@ -25,6 +25,13 @@ std::string quoted(const std::string& s);
 std::string signature(const Method& m);
 // `text` as "// " comment lines of at most 100 columns, after an empty line.
 std::string comment(const std::string& text);
+// The header's declaration of `cls`::softcast, with its comment, indented for a class body.
+std::string softcastDeclaration(const std::string& cls);
+// The source's definition of `cls`::softcast.
+std::string softcastDefinition(const std::string& cls);
+// The head of a generated class with run-time type information: "class <export> <cls> :
+// public <base> {", its RTTI declaration and, after "public:", softcast.
+std::string rttiClassHead(const EmitOutput& out, const std::string& cls, const std::string& base);
 
 }  // namespace jexgen
 

@@ -82,20 +82,9 @@ class InterfaceEmitter {
                 "client of the proxy's server and raises what zubJexClient::makeCall raises, and "
                 "a zubXSerialization when the server answers a value of another type than the "
                 "method's result.") +
-        "class " + out_.exportMacro + " " + cls +
-        " : public zubSupportProxy {\n"
-        "  XOBJECT_DECLARE_RTTI(" +
-        out_.exportMacro +
-        ")\n public:\n"
-        "  // The object as a " +
-        cls +
-        ", or null when it is none (or null).\n"
-        "  static " +
-        cls + "* softcast(xobject* o);\n";
+        rttiClassHead(out_, cls, "zubSupportProxy");
     out_.definitions += "\nXOBJECT_DEFINE_RTTI(" + cls + ", " + quoted(d.name) + ", xobject)\n\n" +
-                        cls + "* " + cls + "::softcast(xobject* o) {\n  return o != nullptr && " +
-                        "o->isKindOf(getClassRtti()) ? static_cast<" + cls +
-                        "*>(o) : nullptr;\n}\n";
+                        softcastDefinition(cls);
     for (const Method& m : d.methods) {
       h += "\n  // " + signature(m) + "\n  " + resultType(m, Side::kClient) + " " + m.name + "(" +
            methodParams(m, Side::kClient) + ");\n";
@@ -141,16 +130,7 @@ class InterfaceEmitter {
                 " proxy). The handlers of methodTable() check the kind of every parameter (a "
                 "wrong one is answered with a fault) and call these methods, possibly on several "
                 "threads at once.") +
-        "class " + out_.exportMacro + " " + cls +
-        " : public xobject {\n"
-        "  XOBJECT_DECLARE_RTTI(" +
-        out_.exportMacro +
-        ")\n public:\n"
-        "  // The object as a " +
-        cls +
-        ", or null when it is none (or null).\n"
-        "  static " +
-        cls + "* softcast(xobject* o);\n";
+        rttiClassHead(out_, cls, "xobject");
     for (const Method& m : d.methods) {
       h += "\n  // " + signature(m) + "\n  virtual " + resultType(m, Side::kServer) + " " + m.name +
            "(" + methodParams(m, Side::kServer) + ") = 0;\n";
@@ -172,10 +152,9 @@ class InterfaceEmitter {
   void skeletonBody(const Definition& d) {
     const std::string cls = skeletonClass(d);
     std::string& b = out_.definitions;
-    b += "\nXOBJECT_DEFINE_RTTI(" + cls + ", " + quoted(d.name) + ", xobject)\n\n" + cls + "* " +
-         cls + "::softcast(xobject* o) {\n  return o != nullptr && " +
-         "o->isKindOf(getClassRtti()) ? static_cast<" + cls +
-         "*>(o) : nullptr;\n}\n\n"
+    b += "\nXOBJECT_DEFINE_RTTI(" + cls + ", " + quoted(d.name) + ", xobject)\n\n" +
+         softcastDefinition(cls) +
+         "\n"
          "zubJexMethodTable " +
          cls + "::methodTable() {\n  zubJexMethodTable jex_table;\n";
     for (const Method& m : d.methods) b += handler(d, m);

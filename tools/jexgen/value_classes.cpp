@@ -42,14 +42,7 @@ class ValueClassEmitter {
       h += "  " + std::string(d.fields.size() == 1 ? "explicit " : "") + d.name + "(" +
            fieldParams(d) + ");\n";
     }
-    h += "  ~" + d.name +
-         "() override;\n\n"
-         "  // The object as a " +
-         d.name +
-         ", or null when it is none (or null).\n"
-         "  static " +
-         d.name +
-         "* softcast(xobject* o);\n"
+    h += "  ~" + d.name + "() override;\n\n" + softcastDeclaration(d.name) +
          "  // The contents on the wire.\n"
          "  static void write(zubSerializer& out, const " +
          d.name +
@@ -100,8 +93,7 @@ class ValueClassEmitter {
       b += " {}\n";
     }
     b += d.name + "::~" + d.name + "() = default;\n\n";
-    b += d.name + "* " + d.name + "::softcast(xobject* o) {\n  return o != nullptr && " +
-         "o->isKindOf(getClassRtti()) ? static_cast<" + d.name + "*>(o) : nullptr;\n}\n\n";
+    b += softcastDefinition(d.name) + "\n";
     const std::string out = d.fields.empty() ? "" : " out";
     const std::string in = d.fields.empty() ? "" : " in";
     const std::string value = d.fields.empty() && !text ? "" : " value";
