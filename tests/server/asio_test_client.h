@@ -1,4 +1,4 @@
-// A blocking client of the server's TLS and HTTP tests on Boost.Asio and Beast: plain
+// A blocking client of the server tests on Boost.Asio and Beast: plain
 // TCP or TLS (with or without a client certificate), speaking frames or HTTP.
 #ifndef ZUBJEX_TESTS_SERVER_ASIO_TEST_CLIENT_H_
 #define ZUBJEX_TESTS_SERVER_ASIO_TEST_CLIENT_H_
@@ -30,6 +30,9 @@ struct ClientSetup {
   // A certificate (and its key) to present; empty: none.
   std::string certFile;
   std::string keyFile;
+  // The socket's receive buffer, set before connecting so that the window it offers
+  // stays that small; 0: the system's.
+  int receiveBuffer = 0;
 };
 
 // One connection to 127.0.0.1:port. Reads wait at most 10 s for bytes.
@@ -40,6 +43,11 @@ class AsioClient {
     tls_ = setup.tls;
     boost::asio::ip::tcp::endpoint server(boost::asio::ip::make_address("127.0.0.1"),
                                           static_cast<unsigned short>(port));
+    if (setup.receiveBuffer != 0) {
+      stream_.next_layer().open(server.protocol());
+      stream_.next_layer().set_option(
+          boost::asio::socket_base::receive_buffer_size(setup.receiveBuffer));
+    }
     stream_.next_layer().connect(server, error_);
     if (!error_ && tls_) {
       SSL_set_tlsext_host_name(stream_.native_handle(), "localhost");
@@ -53,11 +61,15 @@ class AsioClient {
   // Sends a framed `message` and reads the answer; false when the server closes (or
   // resets) the connection instead.
   bool exchange(const std::string& message, zubJexResponse& answer) {
-    std::string frame = framed(message);
+    return send(framed(message)) && readAnswer(answer);
+  }
+
+  // Reads the next framed response; false when the server closes (or resets) the
+  // connection instead.
+  bool readAnswer(zubJexResponse& answer) {
     boost::system::error_code error;
-    write(boost::asio::buffer(frame), error);
     uint8_t header[kZubJexFrameHeaderSize];
-    if (!error) read(boost::asio::buffer(header), error);
+    read(boost::asio::buffer(header), error);
     if (error) return false;
     std::string body(zubJexDecodeFrameLength(header), '\0');
     read(boost::asio::buffer(&body[0], body.size()), error);
@@ -93,28 +105,20 @@ class AsioClient {
     return !error && reply.result_int() != 0;
   }
 
-  // Sends raw bytes.
-  void send(const std::string& bytes) {
+  // Sends raw bytes; false when the connection is broken.
+  bool send(const std::string& bytes) {
     boost::system::error_code error;
     write(boost::asio::buffer(bytes), error);
+    return !error;
   }
+
+  // Reads whatever the server sends until it closes (or resets) the connection or 10 s
+  // pass without a byte; returns how many bytes came.
+  size_t drain() { return readUntilClosed().first; }
 
   // Drops whatever the server sends until it closes the connection; false when it has
   // not closed it within 10 s.
-  bool closedByServer() {
-    char bytes[16 * 1024];
-    for (int reads = 0; reads < 10000; ++reads) {
-      if (!waitReadable()) return false;
-      boost::system::error_code error;
-      if (tls_) {
-        stream_.read_some(boost::asio::buffer(bytes), error);
-      } else {
-        stream_.next_layer().read_some(boost::asio::buffer(bytes), error);
-      }
-      if (error) return true;
-    }
-    return false;
-  }
+  bool closedByServer() { return readUntilClosed().second; }
 
  private:
   boost::asio::ssl::context& prepared(const ClientSetup& setup) {
@@ -126,6 +130,22 @@ class AsioClient {
       context_.use_private_key_file(setup.keyFile, boost::asio::ssl::context::pem);
     }
     return context_;
+  }
+  // The bytes read and whether the server closed the connection, rather than falling
+  // silent for 10 s.
+  std::pair<size_t, bool> readUntilClosed() {
+    char bytes[64 * 1024];
+    size_t received = 0;
+    for (;;) {
+      if (!waitReadable()) return {received, false};
+      boost::system::error_code error;
+      if (tls_) {
+        received += stream_.read_some(boost::asio::buffer(bytes), error);
+      } else {
+        received += stream_.next_layer().read_some(boost::asio::buffer(bytes), error);
+      }
+      if (error) return {received, true};
+    }
   }
   // True when bytes (or the end) can be read within 10 s.
   bool waitReadable() {
@@ -160,6 +180,11 @@ class AsioClient {
   boost::system::error_code error_;
   boost::beast::flat_buffer input_;
 };
+
+// The bytes of a call of "ICalc:add" with a and 5.
+inline std::string addCall(int a = 4) {
+  return callBytes("ICalc:add", false, {{"a", xint(a)}, {"b", xint(5)}});
+}
 
 // Server options with TLS on, with the test server certificate; client certificates
 // are required when `requireClientCert`.

@@ -7,10 +7,6 @@ using namespace jex_test;
 
 namespace {
 
-std::string addCall(int a) {
-  return callBytes("ICalc:add", false, {{"a", xint(a)}, {"b", xint(5)}});
-}
-
 zubJexTcpServerOptions httpOptions(zubJexTcpServerOptions options = zubJexTcpServerOptions()) {
   options.http.enabled = true;
   return options;

@@ -6,8 +6,6 @@ using namespace jex_test;
 
 namespace {
 
-std::string addCall() { return callBytes("ICalc:add", false, {{"a", xint(4)}, {"b", xint(5)}}); }
-
 // The calculator with one more method, "whoami": the caller's certificate subject.
 struct WhoAmICalc : CalcDispatcher {
   explicit WhoAmICalc(const zubJexTcpServerOptions& options) : server(dispatcher, options) {
@@ -82,31 +80,6 @@ TEST(TcpServer, TlsServesTheClientLibrarysTlsTransport) {
   }
 }
 
-// With TLS 1.3 the client may finish its side of the handshake before the server has
-// checked its certificate: the refusal then shows at the first exchange.
-TEST(TcpServer, TlsRefusesClientsWithoutACertificateThatItsCaVerifies) {
-  const TestCertificates& certs = testCertificates();
-  struct Case {
-    const char* name;
-    ClientSetup client;
-  };
-  const Case cases[] = {
-      {"no certificate", {true, "", ""}},
-      {"certificate of an unknown CA", {true, certs.unknownCaServerCert, certs.unknownCaServerKey}},
-  };
-  WhoAmICalc calc(tlsOptions(true));
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    AsioClient tls(calc.server.port(), c.client);
-    zubJexResponse answer;
-    EXPECT_TRUE(tls.setupError() || !tls.exchange(addCall(), answer));
-  }
-  for (int i = 0; i < 10000 && calc.server.connectionCount() != 0; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  EXPECT_EQ(calc.server.connectionCount(), 0);
-}
-
 TEST(TcpServer, TlsClientsThatDoNotSpeakTlsGetNoAnswer) {
   WhoAmICalc calc(tlsOptions(false));
   AsioClient plain(calc.server.port(), ClientSetup());
@@ -123,23 +96,6 @@ TEST(TcpServer, TlsHandshakeTimeLimitClosesAStalledClient) {
   WhoAmICalc calc(options);
   AsioClient stalled(calc.server.port(), ClientSetup());
   EXPECT_TRUE(stalled.closedByServer());
-}
-
-// Connections that finished their handshake and idle are put out to make room like
-// plain ones.
-TEST(TcpServer, TlsMakesRoomByClosingTheConnectionIdleLongest) {
-  zubJexTcpServerOptions options = tlsOptions(false);
-  options.maxConnections = 2;
-  WhoAmICalc calc(options);
-  zubJexResponse answer;
-  AsioClient first(calc.server.port(), {true, "", ""});
-  ASSERT_TRUE(first.exchange(addCall(), answer));
-  AsioClient second(calc.server.port(), {true, "", ""});
-  ASSERT_TRUE(second.exchange(addCall(), answer));
-  AsioClient third(calc.server.port(), {true, "", ""});
-  ASSERT_TRUE(third.exchange(addCall(), answer));
-  EXPECT_TRUE(first.closedByServer());
-  EXPECT_TRUE(second.exchange(addCall(), answer));
 }
 
 TEST(TcpServer, TlsStartFailsOnFilesItCannotUse) {
