@@ -2,14 +2,12 @@
 
 #include <sys/socket.h>
 
-#include <boost/asio/connect.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http.hpp>
 #include <cctype>
 #include <chrono>
-#include <cstdlib>
 #include <list>
 
 namespace jex_test {
@@ -168,47 +166,5 @@ TestHttpServer::TestHttpServer(HttpHandler handler)
 }
 
 TestHttpServer::~TestHttpServer() = default;
-
-HttpHandler forwardingProxy(std::atomic<int>& forwarded) {
-  return [&forwarded](const HttpRequest& in) {
-    const std::string prefix = "http://127.0.0.1:";
-    HttpReply refused;
-    refused.status = 502;
-    if (in.target.compare(0, prefix.size(), prefix) != 0) return refused;
-    size_t slash = in.target.find('/', prefix.size());
-    if (slash == std::string::npos) return refused;
-    std::string port = in.target.substr(prefix.size(), slash - prefix.size());
-
-    asio::io_context io;
-    tcp::socket upstream(io);
-    boost::system::error_code error;
-    upstream.connect(tcp::endpoint(asio::ip::make_address("127.0.0.1"),
-                                   static_cast<unsigned short>(std::atoi(port.c_str()))),
-                     error);
-    if (error) return refused;
-    http::request<http::string_body> request{http::string_to_verb(in.method),
-                                             in.target.substr(slash), 11};
-    for (const auto& header : in.headers) {
-      if (header.first.compare(0, 6, "proxy-") != 0) request.set(header.first, header.second);
-    }
-    request.body() = in.body;
-    request.prepare_payload();
-    http::write(upstream, request, error);
-    boost::beast::flat_buffer buffer;
-    http::response<http::string_body> response;
-    if (!error) http::read(upstream, buffer, response, error);
-    if (error) return refused;
-    ++forwarded;
-    HttpReply reply;
-    reply.status = static_cast<int>(response.result_int());
-    reply.body = response.body();
-    for (const auto& field : response) {
-      if (field.name() == http::field::content_type || field.name() == http::field::location) {
-        reply.headers.emplace_back(std::string(field.name_string()), std::string(field.value()));
-      }
-    }
-    return reply;
-  };
-}
 
 }  // namespace jex_test

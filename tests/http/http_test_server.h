@@ -1,5 +1,5 @@
-// A scriptable HTTP/1.1 server on 127.0.0.1 for the HTTP transport's tests, and a
-// forwarding proxy made of it. Each connection has a thread of its own; every request
+// A scriptable HTTP/1.1 server on 127.0.0.1 for the HTTP transport's tests. Each
+// connection has a thread of its own; every request
 // is answered by a handler that the test gives.
 #ifndef ZUBJEX_TESTS_HTTP_HTTP_TEST_SERVER_H_
 #define ZUBJEX_TESTS_HTTP_HTTP_TEST_SERVER_H_
@@ -68,11 +68,6 @@ class TestHttpServer {
   std::atomic<int> accepts_{0};
   std::atomic<int> requests_{0};
 };
-
-// A handler that acts as an HTTP proxy: requests in absolute form ("http://127.0.0.1:
-// <port>/path") are sent on to that origin, which must be on 127.0.0.1, and its answer
-// comes back. Counts the requests forwarded in `forwarded`.
-HttpHandler forwardingProxy(std::atomic<int>& forwarded);
 
 }  // namespace jex_test
 

@@ -255,11 +255,16 @@ TEST(HttpTransport, RedirectsInACircleEndAtTheLimit) {
   EXPECT_EQ(server.requests(), 4);
 }
 
+// The proxy answers itself: what matters is that the request reached it in the absolute
+// form that names the origin, on one kept connection.
 TEST(HttpTransport, ProxyFromTheEnvironmentOrTheOptions) {
+  const std::string origin = "http://127.0.0.1:1/jex";  // never connected to
   for (bool fromEnvironment : {true, false}) {
-    TestHttpServer origin([](const HttpRequest&) { return sumReply(); });
-    std::atomic<int> forwarded{0};
-    TestHttpServer proxy(forwardingProxy(forwarded));
+    std::atomic<int> proxied{0};
+    TestHttpServer proxy([&](const HttpRequest& request) {
+      if (request.target == origin) ++proxied;
+      return sumReply();
+    });
     const std::string proxyUrl = "http://127.0.0.1:" + std::to_string(proxy.port());
     zubJexHttpOptions options;
     if (fromEnvironment) {
@@ -267,14 +272,14 @@ TEST(HttpTransport, ProxyFromTheEnvironmentOrTheOptions) {
     } else {
       options.proxy = proxyUrl;
     }
-    std::string name = useHttp(origin.url(), options);
+    std::string name = useHttp(origin, options);
     xany first = callAdd(name);
     xany second = callAdd(name);
     ::unsetenv("http_proxy");
     EXPECT_EQ(first.toInt(), 3);
     EXPECT_EQ(second.toInt(), 3);
-    EXPECT_EQ(forwarded, 2) << fromEnvironment;
-    EXPECT_EQ(proxy.accepts(), 1) << fromEnvironment;  // the connection to the proxy is kept
+    EXPECT_EQ(proxied, 2) << fromEnvironment;
+    EXPECT_EQ(proxy.accepts(), 1) << fromEnvironment;
   }
 }
 
