@@ -10,14 +10,11 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
-#include <sstream>
 #include <string>
 
-#include "checker.h"
 #include "cpp_emitter.h"
-#include "diagnostics.h"
+#include "load.h"
 #include "names.h"
-#include "parser.h"
 
 namespace {
 
@@ -45,15 +42,6 @@ bool ParseArguments(int argc, char** argv, Arguments& args) {
   return !args.input.empty();
 }
 
-bool ReadFile(const std::string& path, std::string& text) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  text = buffer.str();
-  return true;
-}
-
 bool WriteFile(const std::string& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out << text;
@@ -71,23 +59,14 @@ int main(int argc, char** argv) {
     std::cerr << kUsage;
     return 2;
   }
-  std::string text;
-  if (!ReadFile(args.input, text)) {
+  const jexgen::Loaded loaded = jexgen::loadDescription(args.input);
+  if (!loaded.readable) {
     std::cerr << "jexgen: cannot read " << args.input << "\n";
     return 2;
   }
-  jexgen::Document doc;
-  try {
-    doc = jexgen::parse(args.input, text);
-  } catch (const jexgen::JexError& e) {
-    std::cerr << jexgen::formatDiagnostic(args.input, e.diagnostic()) << "\n";
-    return 1;
-  }
-  const jexgen::Diagnostics errors = jexgen::check(doc);
-  for (const jexgen::Diagnostic& d : errors) {
-    std::cerr << jexgen::formatDiagnostic(args.input, d) << "\n";
-  }
-  if (!errors.empty()) return 1;
+  for (const std::string& error : loaded.errors) std::cerr << error << "\n";
+  if (!loaded.doc) return 1;
+  const jexgen::Document& doc = *loaded.doc;
 
   const jexgen::GeneratedFiles files =
       jexgen::emitCpp(doc, {jexgen::fileStem(args.input), args.clientOnly});
