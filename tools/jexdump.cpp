@@ -1,22 +1,28 @@
 // jexdump: prints a JEX message (call, response or standalone object) in words.
 //
-//   jexdump [--hex] [--frames] [FILE]
+//   jexdump [--hex] [--frames] [--idl FILE.jex ...] [FILE]
 //
 // Reads one message from FILE (or standard input). With --hex the input is hexadecimal
 // text (white space ignored), as messages appear in tests and logs. With --frames the
 // input is a captured TCP stream: any number of frames (a 4-byte little-endian length,
 // then the message), each printed in turn. Proxies are shown with their identifiers; a
 // message does not say which server its proxies belong to, so their server is shown as
-// none. Object types must be known to this tool (the runtime's sequences and the
-// calculator example). Exit status: 0 printed, 1 a message or frame cannot be read (the
-// reason is printed, with every cause), 2 usage.
+// none. Object types must be known to this tool: the runtime's sequences, the calculator
+// example, and the types of every description given with --idl (which are shown with
+// their fields). Exit status: 0 printed, 1 a message or frame cannot be read (the reason
+// is printed, with every cause), 2 usage (a description that cannot be read or has
+// errors included).
 #include <cctype>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "idl_types.h"
+#include "load.h"
 #include "messages/jex_serializer.h"
 #include "platform/exceptions.h"
 #include "platform/memory_streams.h"
@@ -46,6 +52,19 @@ bool ParseHex(const std::string& text, std::string& bytes) {
     }
   }
   return high < 0;
+}
+
+const char kUsage[] = "usage: jexdump [--hex] [--frames] [--idl FILE.jex ...] [FILE]\n";
+
+// Registers the types of the description; false (with the reasons printed) when it
+// cannot be read or has errors.
+bool LoadDescription(const std::string& path) {
+  jexgen::Loaded loaded = jexgen::loadDescription(path);
+  if (!loaded.readable) std::cerr << "jexdump: cannot read " << path << "\n";
+  for (const std::string& error : loaded.errors) std::cerr << error << "\n";
+  if (!loaded.doc) return false;
+  jextools::IdlRegister(std::move(loaded.doc));
+  return true;
 }
 
 // The message's tag: its first string, or nil when it cannot be read.
@@ -143,16 +162,19 @@ int main(int argc, char** argv) {
   bool hex = false;
   bool frames = false;
   const char* path = nullptr;
+  std::vector<std::string> descriptions;
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
     if (arg == "--hex") {
       hex = true;
     } else if (arg == "--frames") {
       frames = true;
+    } else if (arg == "--idl" && i + 1 < argc) {
+      descriptions.push_back(argv[++i]);
     } else if (path == nullptr && arg[0] != '-') {
       path = argv[i];
     } else {
-      std::cerr << "usage: jexdump [--hex] [--frames] [FILE]\n";
+      std::cerr << kUsage;
       return 2;
     }
   }
@@ -177,6 +199,9 @@ int main(int argc, char** argv) {
 #ifdef JEXDUMP_WITH_CALC
   calcRegisterTypes();
 #endif
+  for (const std::string& description : descriptions) {
+    if (!LoadDescription(description)) return 2;
+  }
   try {
     if (frames) {
       DumpFrames(bytes);

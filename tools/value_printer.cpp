@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "idl_types.h"
 #include "messages/jex_proxy.h"
 #include "platform/exceptions.h"
 #include "platform/sequences.h"
@@ -25,7 +26,16 @@ std::string PrintObject(xobject* object) {
     }
     return out + "]";
   }
-  std::string out = "<" + std::string(object->getZubTypeName().CastToCString());
+  const std::string type = object->getZubTypeName().CastToCString();
+  if (const jextools::IdlFields* fields = jextools::IdlFieldsOf(object)) {
+    std::string out = type + "{";
+    for (size_t i = 0; i < fields->values().size(); ++i) {
+      if (i > 0) out += ", ";
+      out += fields->definition().fields[i].name + "=" + PrintValue(fields->values()[i]);
+    }
+    return out + "}";
+  }
+  std::string out = "<" + type;
   if (zubS11nJexProxy* proxy = zubS11nCastToJexProxy(object)) {
     const xstring& server = proxy->serverUrl;
     out += " proxy id=" + Quote(proxy->getProxyId()) +

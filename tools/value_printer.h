@@ -7,7 +7,9 @@
 #include "platform/xany.h"
 
 // One line of text for `value`: numbers as numbers, strings quoted, sequences in
-// brackets, proxies as <Type proxy id="..." server="...">, other objects as <Type>.
+// brackets, objects of described types (idl_types.h) as Type{field=value, ...}, proxies
+// as <Type proxy id="..." server="..."> (server=none when the proxy has none), exceptions
+// as <Type "description" caused by "..."> with every cause, other objects as <Type>.
 std::string PrintValue(const xany& value);
 
 // Escapes a narrow string for printing inside double quotes.
