@@ -9,7 +9,8 @@ usage() {
 usage: ./build.sh COMMAND [args]
 
   demo [args]    build and run the demo (a host calling a server); also builds
-                 zubjex_calc_server and jexdump, which the README's demo paragraph uses
+                 zubjex_calc_server, jexcall and jexdump, which the README's demo
+                 paragraph uses
   test           build and run the whole test suite
   asan           the test suite under AddressSanitizer + UndefinedBehaviorSanitizer
   tsan           the concurrency and server tests under ThreadSanitizer
@@ -103,8 +104,8 @@ case "$command" in
   demo)
     ensure_packages "${base_packages[@]}"
     main_build -DBUILD_TESTING=OFF -DZUBJEX_BUILD_BENCH=OFF -DZUBJEX_BUILD_EXAMPLES=ON
-    log "building the demo, zubjex_calc_server and jexdump"
-    ninja -C build -j "$jobs" zubjex_demo zubjex_calc_server jexdump
+    log "building the demo, zubjex_calc_server, jexcall and jexdump"
+    ninja -C build -j "$jobs" zubjex_demo zubjex_calc_server jexcall jexdump
     ./build/examples/demo/zubjex_demo "$@"
     ;;
   test)
