@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the project into a fresh prefix and builds a host from it twice, once with
 # find_package and once with pkg-config, then runs the installed programs from there, and
-# builds examples/host against the prefix and runs it against the installed server.
+# builds examples/host against the prefix and runs it against the installed server, and
+# calls that server with the installed jexcall and decodes the call with jexdump.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 prefix=$(mktemp -d)
@@ -57,6 +58,29 @@ if [ "$sum" != 5 ]; then
   echo "check_install: calc_host printed '$sum' instead of 5" >&2
   exit 1
 fi
+
+echo "check_install: the installed jexcall calls the installed server, jexdump decodes the call"
+sum=$(timeout 30 "$prefix/bin/jexcall" --idl examples/host/calc.jex \
+  --dump-request "$work/request" "$address" ICalc.add a=2 b=3 || true)
+if [ "$sum" != 5 ]; then
+  echo "check_install: jexcall printed '$sum' instead of 5" >&2
+  exit 1
+fi
+dump=$("$prefix/bin/jexdump" --idl examples/host/calc.jex "$work/request")
+if [[ "$dump" != *'call "ICalc:add"'*'returns: int'*'a = 2'*'b = 3'* ]]; then
+  echo "check_install: jexdump of jexcall's request:" >&2
+  echo "$dump" >&2
+  exit 1
+fi
+status=0
+timeout 30 "$prefix/bin/jexcall" --idl examples/host/calc.jex "$address" ICalc.divide a=1 b=0 \
+  2>"$work/fault" || status=$?
+if [ "$status" != 1 ] || ! grep -q 'CalcError{message="division by zero"}' "$work/fault"; then
+  echo "check_install: jexcall's fault: status $status" >&2
+  cat "$work/fault" >&2
+  exit 1
+fi
+
 kill -TERM "$server_pid"
 status=0
 wait "$server_pid" || status=$?
