@@ -22,9 +22,14 @@ using jexgen::TypeRef;
 
 // What has been registered. Made on first use and never freed: the runtime borrows the
 // types and descriptors for the rest of the process.
+class FieldsDescriptor;
+
 struct Registry {
   std::vector<std::unique_ptr<jexgen::Document>> documents;
   std::map<std::string, const Definition*> definitions;
+  // The descriptor of each struct and exception, also when another type has taken its
+  // name in the runtime's registry since.
+  std::map<const Definition*, FieldsDescriptor*> descriptors;
 };
 
 Registry& registry() {
@@ -208,7 +213,9 @@ void RegisterDefinition(const Definition& d) {
   xrttiobject* parent = d.kind == DefinitionKind::kException ? zubXException::getClassRtti()
                                                              : xobject::getClassRtti();
   xrttiobject* rtti = MakeRtti(d.name, parent);
-  zubSupportRegisterDescriptor(rtti, new FieldsDescriptor(rtti, d));
+  auto* descriptor = new FieldsDescriptor(rtti, d);
+  registry().descriptors[&d] = descriptor;
+  zubSupportRegisterDescriptor(rtti, descriptor);
 }
 
 }  // namespace
@@ -236,9 +243,7 @@ const jexgen::Method* IdlFindMethod(const std::string& interfaceName, const std:
 }
 
 xobject* IdlMakeObject(const Definition& definition, std::vector<xany> values) {
-  auto* descriptor =
-      static_cast<FieldsDescriptor*>(zubBinS11nRttiGetDescriptor(definition.name.c_str()));
-  return descriptor->make(std::move(values));
+  return registry().descriptors.at(&definition)->make(std::move(values));
 }
 
 xany IdlDefaultValue(const TypeRef& type) {

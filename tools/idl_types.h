@@ -56,8 +56,8 @@ const jexgen::Definition* IdlFind(const std::string& name);
 // The method of a registered interface; null when either is not described.
 const jexgen::Method* IdlFindMethod(const std::string& interfaceName, const std::string& method);
 
-// A new object (no reference yet) of a registered struct, with the given values (one per
-// field, of the field's kind: the caller checks them).
+// A new object (no reference yet) of a struct of a registered document, with the given
+// values (one per field, of the field's kind: the caller checks them).
 xobject* IdlMakeObject(const jexgen::Definition& definition, std::vector<xany> values);
 
 // The value of a field that no one set, as jexgen's generated classes start it: false, 0,

@@ -18,10 +18,6 @@ using jexgen::DefinitionKind;
 using jexgen::TypeKind;
 using jexgen::TypeRef;
 
-// Lists and objects nested deeper than this are refused: the parser recurses once per
-// level, and a command line of thousands of "[" would otherwise exhaust the stack.
-constexpr int kMaxDepth = 64;
-
 bool IsWordStart(char c) {
   return std::isalpha(static_cast<unsigned char>(c)) || c == '_' || c == '/';
 }
@@ -68,7 +64,8 @@ bool IsObjectKind(TypeKind kind) {
 
 class Parser {
  public:
-  Parser(const std::string& text, const std::string& server) : text_(text), server_(server) {}
+  Parser(const std::string& text, const std::string& server, const LiteralLimits& limits)
+      : text_(text), server_(server), limits_(limits) {}
 
   xany parseAll(const TypeRef* expected) {
     skipSpace();
@@ -112,7 +109,7 @@ class Parser {
   }
 
   xany parseValue(const TypeRef* expected, int depth) {
-    if (depth > kMaxDepth) fail("lists and objects nest too deep");
+    if (depth > limits_.maxDepth) fail("lists and objects nest too deep");
     const size_t start = pos_;
     xany value = parseUnchecked(expected, depth);
     return expected != nullptr ? coerce(value, *expected, start, depth) : value;
@@ -406,13 +403,15 @@ class Parser {
 
   const std::string& text_;
   const std::string& server_;
+  const LiteralLimits& limits_;
   size_t pos_ = 0;
 };
 
 }  // namespace
 
-xany ParseLiteral(const std::string& text, const std::string& server, const TypeRef* expected) {
-  return Parser(text, server).parseAll(expected);
+xany ParseLiteral(const std::string& text, const std::string& server, const TypeRef* expected,
+                  const LiteralLimits& limits) {
+  return Parser(text, server, limits).parseAll(expected);
 }
 
 }  // namespace jextools

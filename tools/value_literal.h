@@ -38,12 +38,18 @@ class LiteralError : public std::runtime_error {
   size_t column_;
 };
 
+struct LiteralLimits {
+  // Lists and objects nested deeper than this are refused: the parser recurses once per
+  // level, and a value of thousands of "[" would otherwise exhaust the stack.
+  int maxDepth = 64;
+};
+
 // The value that `text` writes. `server` is the server URL given to proxies. `expected`,
 // when not null, is the type the value must have (a type of a registered description,
 // idl_types.h). Objects of described structs need their description registered.
 // Raises LiteralError.
 xany ParseLiteral(const std::string& text, const std::string& server,
-                  const jexgen::TypeRef* expected);
+                  const jexgen::TypeRef* expected, const LiteralLimits& limits = {});
 
 }  // namespace jextools
 

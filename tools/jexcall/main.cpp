@@ -101,12 +101,12 @@ void AddParams(const jexcall::Options& o, const jexgen::Method* method, zubJexCa
 
 // The call as the command line describes it; raises UsageError.
 void BuildCall(const jexcall::Options& o, zubJexCall& call) {
+  if (!jextools::IdlEnsureInterface(o.interfaceName)) {
+    throw UsageError{"'" + o.interfaceName + "' is no interface"};
+  }
   const jexgen::Method* method = jextools::IdlFindMethod(o.interfaceName, o.method);
   if (method == nullptr && jextools::IdlFind(o.interfaceName) != nullptr) {
     throw UsageError{"the description of " + o.interfaceName + " has no method " + o.method};
-  }
-  if (!jextools::IdlEnsureInterface(o.interfaceName)) {
-    throw UsageError{"'" + o.interfaceName + "' is no interface"};
   }
   const bool described = method != nullptr;
   if (described && method->hasResult && (o.oneWay || o.noResult)) {
