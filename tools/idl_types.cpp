@@ -23,6 +23,7 @@ using jexgen::TypeRef;
 // What has been registered. Made on first use and never freed: the runtime borrows the
 // types and descriptors for the rest of the process.
 class FieldsDescriptor;
+class ProxyDescriptor;
 
 struct Registry {
   std::vector<std::unique_ptr<jexgen::Document>> documents;
@@ -30,6 +31,7 @@ struct Registry {
   // The descriptor of each struct and exception, also when another type has taken its
   // name in the runtime's registry since.
   std::map<const Definition*, FieldsDescriptor*> descriptors;
+  std::vector<ProxyDescriptor*> interfaces;
 };
 
 Registry& registry() {
@@ -200,6 +202,7 @@ class ProxyDescriptor : public zubBinS11nRttiProxy {
 zubBinS11nRttiProxy* RegisterInterface(const std::string& name) {
   xrttiobject* rtti = MakeRtti(name, xobject::getClassRtti());
   auto* descriptor = new ProxyDescriptor(rtti);
+  registry().interfaces.push_back(descriptor);
   zubSupportRegisterDescriptor(rtti, descriptor);
   return descriptor;
 }

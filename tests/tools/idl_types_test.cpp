@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "json_printer.h"
 #include "load.h"
 #include "messages/jex_serializer.h"
 #include "platform/memory_streams.h"
 #include "platform/sequences.h"
+#include "serialization/descriptors.h"
 #include "typed_shapes.jex.h"
 #include "value_literal.h"
 #include "value_printer.h"
@@ -51,6 +53,12 @@ class IdlTypesTest : public ::testing::Test {
 
     jexgen::Loaded loaded = jexgen::loadDescription(TOOLS_TEST_JEX_DIR "/typed_shapes.jex");
     ASSERT_TRUE(loaded.doc);
+    // The generated descriptors stay reachable (never freed, as descriptors are) once the
+    // description takes their names.
+    static auto* replaced = new std::vector<zubBinS11nRtti*>();
+    for (const jexgen::Definition& d : loaded.doc->definitions) {
+      replaced->push_back(zubBinS11nRttiGetDescriptor(d.name.c_str()));
+    }
     jextools::IdlRegister(std::move(loaded.doc));
   }
 

@@ -132,10 +132,9 @@ void DumpRequest(const std::string& path, zubJexCall& call, zubJexProxyMap& map)
   if (!out) throw UsageError{"cannot write " + path};
 }
 
-// The transport factory for the server, alive until the process ends.
-zubJexTransportFactory* MakeFactory(const jexcall::Options& o) {
-  if (jexcall::IsHttpServer(o.server)) return new zubJexHttpTransportFactory(o.http);
-  return new zubJexTcpTransportFactory(o.tcp);
+std::unique_ptr<zubJexTransportFactory> MakeFactory(const jexcall::Options& o) {
+  if (jexcall::IsHttpServer(o.server)) return std::make_unique<zubJexHttpTransportFactory>(o.http);
+  return std::make_unique<zubJexTcpTransportFactory>(o.tcp);
 }
 
 // Makes the call and prints the result; returns the exit status.
@@ -228,8 +227,9 @@ int main(int argc, char** argv) {
   } catch (xthrowable* t) {
     return ReportFailure(t);
   }
+  const std::unique_ptr<zubJexTransportFactory> factory = MakeFactory(options);
   zubJexConfig config;
-  config.setJexTransportFactory(MakeFactory(options));
+  config.setJexTransportFactory(factory.get());
   zubJexClient::setServerConfig(options.server.c_str(), config);
   zubJexClient::setServerProxyMap(options.server.c_str(), &hostObjects);
   try {
