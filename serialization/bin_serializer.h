@@ -107,13 +107,15 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   // unless kExact (the caller knows that this is exactly a zubBinSerializer).
   template <bool kExact>
   void writeTagged(const xany& value);
-  // Writes the commonest values (no content, int, long, short string) straight into a
-  // memory stream; false, having written nothing, for the others.
+  // Writes the values of fixed size and short strings straight into a memory stream;
+  // false, having written nothing, for the others.
   bool writeInPlace(const xany& value);
   // The contents of a sequence of that element kind, element by element, when this is
   // exactly a zubBinSerializer and the object is such a sequence; false, having written
   // nothing, otherwise.
   bool writeElements(zubBinS11nSequenceRtti::ElementKind kind, xobject* object);
+  // The values from `it` to `end`, each as writeValue writes it.
+  void writeValues(const xany* it, const xany* end);
 
   btkOStream* stream_;
   zubBinSerializerListener* listener_;
@@ -220,8 +222,8 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   xobject* createObject(zubBinS11nRtti* descriptor, const zubBinS11nSequenceRtti* sequence);
   // A new sequence of that element kind, read element by element.
   xobject* readElements(zubBinS11nSequenceRtti::ElementKind kind);
-  // A new `Seq` of `count` elements, each read by `readOne`, its room charged as it is
-  // made; freed when a read fails.
+  // A new `Seq` of `count` elements, each read and appended in its room by `readOne`
+  // (given the sequence), the room charged as it is made; freed when a read fails.
   template <class Seq, class Element, class ReadOne>
   Seq* readSequence(int32_t count, ReadOne&& readOne);
   // Makes room for more elements of `seq` (which holds `room`, full, of which `heapRoom`
@@ -235,8 +237,8 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   void readTagged(xany& value);
   template <bool kExact>
   void readContent(unsigned char tag, xany& value);
-  // Reads the commonest values (no content, int, long) straight from a memory stream;
-  // false, having read nothing, for the others and when the stream holds too few bytes.
+  // Reads the values of fixed size straight from a memory stream; false, having read
+  // nothing, for the others and when the stream holds too few bytes.
   bool readInPlace(xany& value);
 
   btkIStream* stream_;
