@@ -30,9 +30,10 @@ struct zubSharedStringSlot {
 
 namespace {
 
-// String bodies up to this size are read with one allocation and one Read. Larger ones
-// are read in pieces of this size, so that a size prefix that lies costs no more memory
-// than the bytes that actually arrived.
+// String bodies up to this size, and bodies whose bytes a memory stream already holds,
+// are read with one allocation and one Read. Larger ones from other streams are read
+// into room that starts at this size and doubles as the bytes arrive, so that a size
+// prefix that lies costs no more memory than twice the bytes that actually arrived.
 constexpr uint64_t kStringChunk = 64 * 1024;
 
 // Width bytes of the string size prefix.
@@ -515,26 +516,30 @@ void zubBinDeserializer::readString(xstring& s, uint64_t size) {
     readSharedString(s, size);
     return;
   }
-  if (size <= kStringChunk) {
-    char* text = nullptr;
-    btkStrBuf* buffer = btkStrBuf::AllocMB(static_cast<int32_t>(size), &text);
-    xstring body;
-    body.Assign(__xstring_c{buffer, text, nullptr}, false);  // owned before Read can raise
-    read(text, size);
-    charge(size + kZubDecodeStringCost);  // once the bytes that pay for it have arrived
-    s = std::move(body);
-    return;
+  char* text = nullptr;
+  xstring body;  // owns the buffer before a Read can raise
+  // Room for the whole body at once when it is small or its bytes are all there;
+  // otherwise a piece, grown as the bytes arrive (doubling, so that a size prefix that
+  // lies costs at most twice the bytes that actually arrived).
+  const bool whole = size <= kStringChunk || (memory_ != nullptr && memory_->remaining() >= size);
+  uint64_t room = whole ? size : kStringChunk;
+  body.Assign(__xstring_c{btkStrBuf::AllocMB(static_cast<int32_t>(room), &text), text, nullptr},
+              false);
+  for (uint64_t have = 0; have < size; have = room) {
+    if (have == room) {
+      room = std::min(size, room * 2);
+      // Nobody else holds the buffer yet: it may move.
+      btkStrBuf* grown =
+          btkStrBuf::ResizeMB(body.Detach().buffer, static_cast<int32_t>(room), &text);
+      body.Assign(__xstring_c{grown, text, nullptr}, false);
+    }
+    read(text + have, room - have);
+    // Above kStringChunk the bytes are charged as they arrive and once more with the
+    // buffer (what a message may make is the same whatever its stream).
+    if (size > kStringChunk) charge(room - have);
   }
-  std::string body;
-  while (body.size() < size) {
-    const size_t have = body.size();
-    const size_t piece = static_cast<size_t>(std::min<uint64_t>(size - have, kStringChunk));
-    body.resize(have + piece);
-    read(&body[have], piece);
-    charge(piece);
-  }
-  charge(size + kZubDecodeStringCost);  // the copy, beside the pieces
-  s = xstring(body.data(), body.size());
+  charge(size + kZubDecodeStringCost);  // once the bytes that pay for it have arrived
+  s = std::move(body);
 }
 
 void zubBinDeserializer::readString(xstring& value) { readString(value, readStringSize()); }
