@@ -429,10 +429,15 @@ zubSharedStringSlot* zubBinDeserializer::readSharedSlot(uint64_t size) {
       SameShortText(reinterpret_cast<const uint8_t*>(slot.text), text, size)) {
     return &slot;
   }
+  return refillSharedSlot(slot, text, size);
+}
+
+zubSharedStringSlot* zubBinDeserializer::refillSharedSlot(zubSharedStringSlot& slot,
+                                                          const uint8_t* text, uint64_t size) {
   (void)&sharedStringsOwner;  // made with the first buffer the thread keeps
   charge(size + kZubDecodeStringCost);
   btkStrBuf* fresh = btkStrBuf::CopyMB(reinterpret_cast<const char*>(text), size);
-  if (buffer != nullptr) buffer->Unlock();
+  if (slot.buffer != nullptr) slot.buffer->Unlock();
   slot = zubSharedStringSlot{fresh, nullptr, nullptr, nullptr, 0, 0, size, {}};
   std::memcpy(slot.text, text, size);
   return &slot;

@@ -215,6 +215,9 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   // Reads a text of 1 to 24 bytes into the slot where this thread keeps it (made afresh
   // when the slot held another); the slot, valid until the next short text read.
   zubSharedStringSlot* readSharedSlot(uint64_t size);
+  // The miss of readSharedSlot, out of its way: `slot` made to keep `text`.
+  zubSharedStringSlot* refillSharedSlot(zubSharedStringSlot& slot, const uint8_t* text,
+                                        uint64_t size);
   // Reads a text of 1 to 24 bytes as a copy of the one this thread keeps for it.
   void readSharedString(xstring& s, uint64_t size);
   // A new object read by its descriptor; a sequence descriptor's elements are read here,
