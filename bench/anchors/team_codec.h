@@ -87,15 +87,13 @@ struct TeamCodec {
     o.s = std::string(s.stringText(), s.stringSize());
     xanysequence* list = xanysequence::softcast(v.toObject());
     if (list == nullptr) throw std::runtime_error("list");
-    const int32_t count = list->getCount();
-    o.v.resize(static_cast<size_t>(count));
-    for (int32_t i = 0; i < count; ++i) {
-      const xany& e = list->itemAt(i);
+    o.v.reserve(static_cast<size_t>(list->getCount()));
+    for (const xany& e : *list) {
       // INT32_MIN is the runtime's nil marker of ints: it travels as nil and converts back.
       if (e.getKind() != xany_int && e.getKind() != xany_nil) {
         throw std::runtime_error("list element");
       }
-      o.v[static_cast<size_t>(i)] = e.toInt();
+      o.v.push_back(e.toInt());
     }
   }
 
