@@ -35,6 +35,17 @@ class ZUBPLATFORM_EXPORT btkMemOStream : public btkOStream {
     return at;
   }
 
+  // Room for up to `count` more bytes at the end, not yet counted as written: the
+  // caller fills a prefix of it and then calls Commit with the end of what it filled,
+  // before any other call on the stream. For writers that put several fields together
+  // without a bounds check each. Raises std::bad_alloc when the buffer cannot grow.
+  uint8_t* Room(size_t count) {
+    if (count > capacity_ - size_) Grow(count);
+    return data_ + size_;
+  }
+  // Counts the bytes of the last Room up to `end` as written.
+  void Commit(const uint8_t* end) { size_ = static_cast<size_t>(end - data_); }
+
   const uint8_t* data() const { return data_; }
   size_t size() const { return size_; }
   std::string str() const { return std::string(reinterpret_cast<const char*>(data_), size_); }

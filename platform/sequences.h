@@ -29,7 +29,9 @@ class ZUBPLATFORM_EXPORT xstringsequence : public xobject {
   // The object as a string sequence, or null when it is none (or null).
   static xstringsequence* softcast(xobject* o);
 
-  virtual int32_t getCount() const { return static_cast<int32_t>(items_.size()); }
+  // getCount and append are final, so that calls through a pointer to the class are
+  // direct and inline.
+  virtual int32_t getCount() const final { return static_cast<int32_t>(items_.size()); }
   // A copy of the element at `index` (from 0); the nil string outside the range.
   virtual xstring getAt(int32_t index) const;
   // The element at `index`, borrowed while the sequence lives and is not changed; the
@@ -40,15 +42,23 @@ class ZUBPLATFORM_EXPORT xstringsequence : public xobject {
                : xstring::Nil();
   }
   // Appends a copy.
-  virtual void append(const xstring& s) { items_.push_back(s); }
+  virtual void append(const xstring& s) final { items_.push_back(s); }
   // Removes every element, keeping the room made for them.
   void clear() { items_.clear(); }
   // Appends `s`, taking over its reference.
-  virtual void append(xstring&& s) { items_.push_back(std::move(s)); }
+  virtual void append(xstring&& s) final { items_.push_back(std::move(s)); }
   // Makes room for `n` elements so that appending them allocates no more; a hint only.
   void reserve(int32_t n) {
     if (n > 0) items_.reserve(static_cast<size_t>(n));
   }
+  // Appends `s`, taking over its reference, where room was made for it (create with a
+  // capacity, or reserve): the caller promises getCount() < roomFor(), unchecked.
+  void appendInRoom(xstring&& s) { items_.emplaceInRoom(std::move(s)); }
+  // The number of elements that fit without growing.
+  int32_t roomFor() const { return static_cast<int32_t>(items_.capacity()); }
+  // The elements in order, borrowed while the sequence is unchanged.
+  const xstring* begin() const { return items_.begin(); }
+  const xstring* end() const { return items_.end(); }
 
  private:
   template <class Seq, class Element>
@@ -69,7 +79,7 @@ class ZUBPLATFORM_EXPORT xanysequence : public xobject {
   static void operator delete(void* memory) { ::operator delete(memory); }
   static xanysequence* softcast(xobject* o);
 
-  virtual int32_t getCount() const { return static_cast<int32_t>(items_.size()); }
+  virtual int32_t getCount() const final { return static_cast<int32_t>(items_.size()); }
   // A copy of the element at `index` (from 0); the nil value outside the range.
   virtual xany getAt(int32_t index) const;
   // The element at `index`, borrowed while the sequence lives and is not changed; the
@@ -79,14 +89,22 @@ class ZUBPLATFORM_EXPORT xanysequence : public xobject {
                ? items_[static_cast<size_t>(index)]
                : xany::Nil();
   }
-  virtual void append(const xany& v) { items_.push_back(v); }
+  virtual void append(const xany& v) final { items_.push_back(v); }
   void clear() { items_.clear(); }  // as xstringsequence's
   // Appends `v`, taking over its content.
-  virtual void append(xany&& v) { items_.push_back(std::move(v)); }
+  virtual void append(xany&& v) final { items_.push_back(std::move(v)); }
   // Makes room for `n` elements so that appending them allocates no more; a hint only.
   void reserve(int32_t n) {
     if (n > 0) items_.reserve(static_cast<size_t>(n));
   }
+  // As xstringsequence's: a value made from `v` in room made for it.
+  template <class V>
+  void appendInRoom(V&& v) {
+    items_.emplaceInRoom(std::forward<V>(v));
+  }
+  int32_t roomFor() const { return static_cast<int32_t>(items_.capacity()); }
+  const xany* begin() const { return items_.begin(); }
+  const xany* end() const { return items_.end(); }
 
  private:
   template <class Seq, class Element>

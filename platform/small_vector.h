@@ -36,19 +36,36 @@ class btkSmallVector {
     if (n > capacity_) relocate(n);
   }
   // Appends a copy of, or takes over, `value`, which may be an element of this array.
+  // Within the room the element is made in place; growing is out of line.
   template <class U>
   void push_back(U&& value) {
     if (size_ < capacity_) {
       new (data_ + size_) T(std::forward<U>(value));
+      ++size_;
     } else {
-      T item(std::forward<U>(value));  // before the elements move away
-      relocate(capacity_ * 2);
-      new (data_ + size_) T(std::move(item));
+      pushGrowing(std::forward<U>(value));
     }
-    ++size_;
   }
+  // Makes an element from `args` where room was made for it (reserve, or the room given
+  // at construction): size() < capacity() is the caller's promise, not checked.
+  template <class... Args>
+  T& emplaceInRoom(Args&&... args) {
+    T* at = new (data_ + size_) T(std::forward<Args>(args)...);
+    ++size_;
+    return *at;
+  }
+  size_t capacity() const { return capacity_; }
+  const T* begin() const { return data_; }
+  const T* end() const { return data_ + size_; }
 
  private:
+  template <class U>
+  __attribute__((noinline)) void pushGrowing(U&& value) {
+    T item(std::forward<U>(value));  // before the elements move away
+    relocate(capacity_ * 2);
+    new (data_ + size_) T(std::move(item));
+    ++size_;
+  }
   void relocate(size_t capacity) {
     T* fresh = static_cast<T*>(::operator new(capacity * sizeof(T)));
     for (size_t i = 0; i < size_; ++i) {

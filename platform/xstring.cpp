@@ -79,6 +79,21 @@ btkStrBuf* btkStrBuf::AllocMB(int32_t n, char** text) {
   return b;
 }
 
+btkStrBuf* btkStrBuf::ResizeMB(btkStrBuf* b, int32_t n, char** text) {
+  if (n < 0) n = 0;
+  b->~btkStrBuf();  // the header is made anew in the moved bytes
+  void* raw = std::realloc(b, sizeof(btkStrBuf) + static_cast<size_t>(n) + 1);
+  if (raw == nullptr) {
+    std::free(b);
+    throw std::bad_alloc();
+  }
+  btkStrBuf* r = new (raw) btkStrBuf();
+  r->size_ = static_cast<size_t>(n);
+  r->MB()[n] = '\0';
+  *text = r->MB();
+  return r;
+}
+
 btkStrBuf* btkStrBuf::CopyMB(const char* text, size_t n) {
   void* raw = std::malloc(sizeof(btkStrBuf) + n + 1);
   if (raw == nullptr) throw std::bad_alloc();

@@ -25,6 +25,11 @@ class ZUBPLATFORM_EXPORT btkStrBuf {
   // A buffer for n bytes of narrow text (plus a terminating NUL, already set) with one
   // lock held by the caller; *text points at the n bytes to fill. n must be >= 0.
   static btkStrBuf* AllocMB(int32_t n, char** text);
+  // Gives a buffer that only the caller holds (one lock, no wide form made) room for n
+  // bytes of text, keeping the first min(old size, n) bytes; *text points at them. The
+  // buffer may move: `b` is not to be used again. When the room cannot be had, `b` is
+  // freed and std::bad_alloc raised.
+  static btkStrBuf* ResizeMB(btkStrBuf* b, int32_t n, char** text);
   // A buffer holding a copy of the n bytes at `text`, one lock held by the caller.
   static btkStrBuf* CopyMB(const char* text, size_t n);
 

@@ -30,9 +30,10 @@ struct zubSharedStringSlot {
 
 namespace {
 
-// String bodies up to this size are read with one allocation and one Read. Larger ones
-// are read in pieces of this size, so that a size prefix that lies costs no more memory
-// than the bytes that actually arrived.
+// String bodies up to this size, and bodies whose bytes a memory stream already holds,
+// are read with one allocation and one Read. Larger ones from other streams are read
+// into room that starts at this size and doubles as the bytes arrive, so that a size
+// prefix that lies costs no more memory than twice the bytes that actually arrived.
 constexpr uint64_t kStringChunk = 64 * 1024;
 
 // Width bytes of the string size prefix.
@@ -132,37 +133,90 @@ zubBinS11nRtti* SlotDescriptorOrThrow(zubSharedStringSlot& slot,
   return slot.descriptor;
 }
 
-// Writes the count of `object`, a `Seq`, with `writeCount`, then each element with
-// `writeOne`; false, writing nothing, when `object` is not a `Seq`.
-template <class Seq, class WriteCount, class WriteOne>
-bool WriteSequence(xobject* object, WriteCount&& writeCount, WriteOne&& writeOne) {
-  const Seq* seq = Seq::softcast(object);
-  if (seq == nullptr) return false;
-  const int32_t n = seq->getCount();
-  writeCount(n);
-  for (int32_t i = 0; i < n; ++i) writeOne(seq->itemAt(i));
-  return true;
-}
+// The most bytes that PutFixedValue writes: a tag and 8 bytes of content.
+constexpr size_t kFixedValueMax = 9;
 
-// A tag byte and a number, put together in place.
-template <class Number>
-void PutTaggedNumber(btkMemOStream* out, __xanykind kind, Number number) {
-  uint8_t* at = out->Extend(1 + sizeof number);
+// Puts the tag and content of `value` at `at` when its kind has a content of fixed size
+// (none, int, long, byte, short, bool, real), as writeTagged would write them; the end
+// of what was put, or null, having put nothing, for the other kinds.
+inline uint8_t* PutFixedValue(uint8_t* at, const xany& value) {
+  const __xanykind kind = value.getKind();
   at[0] = static_cast<uint8_t>(kind);
-  std::memcpy(at + 1, &number, sizeof number);
+  switch (kind) {
+    case xany_uninit:
+    case xany_nil:
+      return at + 1;
+    case xany_int: {
+      const xint v = value.toInt();
+      std::memcpy(at + 1, &v, sizeof v);
+      return at + 1 + sizeof v;
+    }
+    case xany_long: {
+      const xlong v = value.toLong();
+      std::memcpy(at + 1, &v, sizeof v);
+      return at + 1 + sizeof v;
+    }
+    case xany_byte:
+      at[1] = static_cast<uint8_t>(value.toByte());
+      return at + 2;
+    case xany_short: {
+      const xshort v = value.toShort();
+      std::memcpy(at + 1, &v, sizeof v);
+      return at + 1 + sizeof v;
+    }
+    case xany_bool:
+      at[1] = value.toBool();
+      return at + 2;
+    case xany_real: {
+      const xreal v = value.toReal();
+      std::memcpy(at + 1, &v, sizeof v);
+      return at + 1 + sizeof v;
+    }
+    default:
+      return nullptr;
+  }
 }
 
-// A tag byte and a number taken in place into `value`; false, taking nothing, when the
-// stream holds fewer bytes.
-template <class Number>
-bool TakeTaggedNumber(btkMemIStream* in, xany& value) {
-  const uint8_t* at = in->Peek(1 + sizeof(Number));
-  if (at == nullptr) return false;
+// The tag byte and `Number` at `at`, when `available` bytes hold them: the number given
+// to `take`, and the bytes taken; 0, giving nothing, when they do not.
+template <class Number, class Take>
+size_t TakeNumber(const uint8_t* at, size_t available, Take& take) {
+  if (available < 1 + sizeof(Number)) return 0;
   Number number;
   std::memcpy(&number, at + 1, sizeof number);
-  in->Consume(1 + sizeof number);
-  value = number;
-  return true;
+  take(number);
+  return 1 + sizeof number;
+}
+
+// A value of fixed size (no content, int, long, byte, short, bool, real) whose tag starts
+// the `available` bytes at `at`: `take` is given what readContent assigns for it (the
+// typed number, or the nil or uninit value), and the bytes it took on the wire are
+// returned; 0, giving nothing, for the other tags and when its bytes are not all there.
+template <class Take>
+size_t TakeFixedValue(const uint8_t* at, size_t available, Take&& take) {
+  if (available == 0) return 0;
+  switch (at[0]) {
+    case xany_uninit:
+      take(xany::Uninit());
+      return 1;
+    case xany_nil:
+      take(xany::Nil());
+      return 1;
+    case xany_int:
+      return TakeNumber<xint>(at, available, take);
+    case xany_long:
+      return TakeNumber<xlong>(at, available, take);
+    case xany_byte:
+      return TakeNumber<xbyte>(at, available, take);
+    case xany_short:
+      return TakeNumber<xshort>(at, available, take);
+    case xany_bool:
+      return TakeNumber<xbool>(at, available, take);
+    case xany_real:
+      return TakeNumber<xreal>(at, available, take);
+    default:
+      return 0;
+  }
 }
 
 }  // namespace
@@ -238,42 +292,57 @@ void zubBinSerializer::writeObject(xobject* object) {
 
 // A memory stream cannot tell one Write of the tag and the content from several.
 bool zubBinSerializer::writeInPlace(const xany& value) {
-  const __xanykind kind = value.getKind();
-  switch (kind) {
-    case xany_uninit:
-    case xany_nil:
-      *memory_->Extend(1) = static_cast<uint8_t>(kind);
-      return true;
-    case xany_int:
-      PutTaggedNumber(memory_, kind, value.toInt());
-      return true;
-    case xany_long:
-      PutTaggedNumber(memory_, kind, value.toLong());
-      return true;
-    case xany_string: {
-      const size_t n = value.stringSize();
-      if (n > 0xFF) return false;
-      uint8_t* at = memory_->Extend(3 + n);
-      at[0] = static_cast<uint8_t>(kind);
-      at[1] = kWidth1;
-      at[2] = static_cast<uint8_t>(n);
-      std::memcpy(at + 3, value.stringText(), n);
-      return true;
-    }
-    default:
-      return false;
+  if (value.getKind() == xany_string) {
+    const size_t n = value.stringSize();
+    if (n > 0xFF) return false;
+    uint8_t* at = memory_->Extend(3 + n);
+    at[0] = static_cast<uint8_t>(xany_string);
+    at[1] = kWidth1;
+    at[2] = static_cast<uint8_t>(n);
+    std::memcpy(at + 3, value.stringText(), n);
+    return true;
   }
+  uint8_t* end = PutFixedValue(memory_->Room(kFixedValueMax), value);
+  if (end == nullptr) return false;
+  memory_->Commit(end);
+  return true;
 }
 
 bool zubBinSerializer::writeElements(zubBinS11nSequenceRtti::ElementKind kind, xobject* object) {
   if (typeid(*this) != typeid(zubBinSerializer)) return false;
-  auto writeCount = [this](int32_t n) { writePrimitive(n); };
   if (kind == zubBinS11nSequenceRtti::kValueElements) {
-    return WriteSequence<xanysequence>(object, writeCount,
-                                       [this](const xany& v) { writeValue(v); });
+    const xanysequence* seq = xanysequence::softcast(object);
+    if (seq == nullptr) return false;
+    writePrimitive(seq->getCount());
+    writeValues(seq->begin(), seq->end());
+    return true;
   }
-  return WriteSequence<xstringsequence>(object, writeCount,
-                                        [this](const xstring& v) { writeText(v); });
+  const xstringsequence* seq = xstringsequence::softcast(object);
+  if (seq == nullptr) return false;
+  writePrimitive(seq->getCount());
+  for (const xstring& v : *seq) writeText(v);
+  return true;
+}
+
+// Into a memory stream, runs of values of fixed size are put together in room made once
+// per run (what saves the bounds check and the call per value); each other value, and
+// every value for another stream, goes through writeValue. The same bytes either way.
+void zubBinSerializer::writeValues(const xany* it, const xany* end) {
+  constexpr ptrdiff_t kRun = 64;
+  while (it != end) {
+    if (memory_ != nullptr) {
+      const ptrdiff_t run = std::min(end - it, kRun);
+      uint8_t* at = memory_->Room(static_cast<size_t>(run) * kFixedValueMax);
+      for (const xany* runEnd = it + run; it != runEnd; ++it) {
+        uint8_t* next = PutFixedValue(at, *it);
+        if (next == nullptr) break;
+        at = next;
+      }
+      memory_->Commit(at);
+      if (it == end) return;
+    }
+    writeValue(*it++);
+  }
 }
 
 template <bool kExact>
@@ -360,10 +429,15 @@ zubSharedStringSlot* zubBinDeserializer::readSharedSlot(uint64_t size) {
       SameShortText(reinterpret_cast<const uint8_t*>(slot.text), text, size)) {
     return &slot;
   }
+  return refillSharedSlot(slot, text, size);
+}
+
+zubSharedStringSlot* zubBinDeserializer::refillSharedSlot(zubSharedStringSlot& slot,
+                                                          const uint8_t* text, uint64_t size) {
   (void)&sharedStringsOwner;  // made with the first buffer the thread keeps
   charge(size + kZubDecodeStringCost);
   btkStrBuf* fresh = btkStrBuf::CopyMB(reinterpret_cast<const char*>(text), size);
-  if (buffer != nullptr) buffer->Unlock();
+  if (slot.buffer != nullptr) slot.buffer->Unlock();
   slot = zubSharedStringSlot{fresh, nullptr, nullptr, nullptr, 0, 0, size, {}};
   std::memcpy(slot.text, text, size);
   return &slot;
@@ -447,26 +521,30 @@ void zubBinDeserializer::readString(xstring& s, uint64_t size) {
     readSharedString(s, size);
     return;
   }
-  if (size <= kStringChunk) {
-    char* text = nullptr;
-    btkStrBuf* buffer = btkStrBuf::AllocMB(static_cast<int32_t>(size), &text);
-    xstring body;
-    body.Assign(__xstring_c{buffer, text, nullptr}, false);  // owned before Read can raise
-    read(text, size);
-    charge(size + kZubDecodeStringCost);  // once the bytes that pay for it have arrived
-    s = std::move(body);
-    return;
+  char* text = nullptr;
+  xstring body;  // owns the buffer before a Read can raise
+  // Room for the whole body at once when it is small or its bytes are all there;
+  // otherwise a piece, grown as the bytes arrive (doubling, so that a size prefix that
+  // lies costs at most twice the bytes that actually arrived).
+  const bool whole = size <= kStringChunk || (memory_ != nullptr && memory_->remaining() >= size);
+  uint64_t room = whole ? size : kStringChunk;
+  body.Assign(__xstring_c{btkStrBuf::AllocMB(static_cast<int32_t>(room), &text), text, nullptr},
+              false);
+  for (uint64_t have = 0; have < size; have = room) {
+    if (have == room) {
+      room = std::min(size, room * 2);
+      // Nobody else holds the buffer yet: it may move.
+      btkStrBuf* grown =
+          btkStrBuf::ResizeMB(body.Detach().buffer, static_cast<int32_t>(room), &text);
+      body.Assign(__xstring_c{grown, text, nullptr}, false);
+    }
+    read(text + have, room - have);
+    // Above kStringChunk the bytes are charged as they arrive and once more with the
+    // buffer (what a message may make is the same whatever its stream).
+    if (size > kStringChunk) charge(room - have);
   }
-  std::string body;
-  while (body.size() < size) {
-    const size_t have = body.size();
-    const size_t piece = static_cast<size_t>(std::min<uint64_t>(size - have, kStringChunk));
-    body.resize(have + piece);
-    read(&body[have], piece);
-    charge(piece);
-  }
-  charge(size + kZubDecodeStringCost);  // the copy, beside the pieces
-  s = xstring(body.data(), body.size());
+  charge(size + kZubDecodeStringCost);  // once the bytes that pay for it have arrived
+  s = std::move(body);
 }
 
 void zubBinDeserializer::readString(xstring& value) { readString(value, readStringSize()); }
@@ -491,21 +569,11 @@ xobject* zubBinDeserializer::createObject(zubBinS11nRtti* descriptor,
 }
 
 bool zubBinDeserializer::readInPlace(xany& value) {
-  const uint8_t* at = memory_->Peek(1);
-  if (at == nullptr) return false;
-  switch (at[0]) {
-    case xany_uninit:
-    case xany_nil:
-      memory_->Consume(1);
-      value = at[0] == xany_nil ? xany::Nil() : xany::Uninit();
-      return true;
-    case xany_int:
-      return TakeTaggedNumber<xint>(memory_, value);
-    case xany_long:
-      return TakeTaggedNumber<xlong>(memory_, value);
-    default:
-      return false;
-  }
+  const size_t taken = TakeFixedValue(memory_->Peek(0), memory_->remaining(),
+                                      [&value](const auto& v) { value = v; });
+  if (taken == 0) return false;
+  memory_->Consume(taken);
+  return true;
 }
 
 int32_t zubBinDeserializer::readSequenceCount() {
@@ -526,11 +594,7 @@ Seq* zubBinDeserializer::readSequence(int32_t count, ReadOne&& readOne) {
   Seq* seq = Seq::create(room);
   try {
     for (int32_t i = 0;; room = growRoom<Seq, Element>(*seq, room, heapRoom, count)) {
-      for (; i < room; ++i) {
-        Element element;
-        readOne(element);
-        seq->Seq::append(std::move(element));
-      }
+      for (; i < room; ++i) readOne(*seq);
       if (i == count) break;
     }
   } catch (...) {
@@ -556,9 +620,27 @@ int32_t zubBinDeserializer::growRoom(Seq& seq, int32_t room, int32_t& heapRoom, 
 xobject* zubBinDeserializer::readElements(zubBinS11nSequenceRtti::ElementKind kind) {
   const int32_t count = readSequenceCount();
   if (kind == zubBinS11nSequenceRtti::kValueElements) {
-    return readSequence<xanysequence, xany>(count, [this](xany& v) { readValue(v); });
+    // Values of fixed size are made in the sequence's room straight from a memory
+    // stream's bytes (what saves a temporary value and a call per element).
+    return readSequence<xanysequence, xany>(count, [this](xanysequence& seq) {
+      if (memory_ != nullptr) {
+        const size_t taken = TakeFixedValue(memory_->Peek(0), memory_->remaining(),
+                                            [&seq](const auto& v) { seq.appendInRoom(v); });
+        if (taken != 0) {
+          memory_->Consume(taken);
+          return;
+        }
+      }
+      xany v;
+      readTagged<true>(v);
+      seq.appendInRoom(std::move(v));
+    });
   }
-  return readSequence<xstringsequence, xstring>(count, [this](xstring& v) { readText(v); });
+  return readSequence<xstringsequence, xstring>(count, [this](xstringsequence& seq) {
+    xstring v;
+    readText(v);
+    seq.appendInRoom(std::move(v));
+  });
 }
 
 void zubBinDeserializer::readObject(xobject*& object) {

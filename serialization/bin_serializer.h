@@ -107,13 +107,15 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   // unless kExact (the caller knows that this is exactly a zubBinSerializer).
   template <bool kExact>
   void writeTagged(const xany& value);
-  // Writes the commonest values (no content, int, long, short string) straight into a
-  // memory stream; false, having written nothing, for the others.
+  // Writes the values of fixed size and short strings straight into a memory stream;
+  // false, having written nothing, for the others.
   bool writeInPlace(const xany& value);
   // The contents of a sequence of that element kind, element by element, when this is
   // exactly a zubBinSerializer and the object is such a sequence; false, having written
   // nothing, otherwise.
   bool writeElements(zubBinS11nSequenceRtti::ElementKind kind, xobject* object);
+  // The values from `it` to `end`, each as writeValue writes it.
+  void writeValues(const xany* it, const xany* end);
 
   btkOStream* stream_;
   zubBinSerializerListener* listener_;
@@ -213,6 +215,9 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   // Reads a text of 1 to 24 bytes into the slot where this thread keeps it (made afresh
   // when the slot held another); the slot, valid until the next short text read.
   zubSharedStringSlot* readSharedSlot(uint64_t size);
+  // The miss of readSharedSlot, out of its way: `slot` made to keep `text`.
+  zubSharedStringSlot* refillSharedSlot(zubSharedStringSlot& slot, const uint8_t* text,
+                                        uint64_t size);
   // Reads a text of 1 to 24 bytes as a copy of the one this thread keeps for it.
   void readSharedString(xstring& s, uint64_t size);
   // A new object read by its descriptor; a sequence descriptor's elements are read here,
@@ -220,8 +225,8 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   xobject* createObject(zubBinS11nRtti* descriptor, const zubBinS11nSequenceRtti* sequence);
   // A new sequence of that element kind, read element by element.
   xobject* readElements(zubBinS11nSequenceRtti::ElementKind kind);
-  // A new `Seq` of `count` elements, each read by `readOne`, its room charged as it is
-  // made; freed when a read fails.
+  // A new `Seq` of `count` elements, each read and appended in its room by `readOne`
+  // (given the sequence), the room charged as it is made; freed when a read fails.
   template <class Seq, class Element, class ReadOne>
   Seq* readSequence(int32_t count, ReadOne&& readOne);
   // Makes room for more elements of `seq` (which holds `room`, full, of which `heapRoom`
@@ -235,8 +240,8 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   void readTagged(xany& value);
   template <bool kExact>
   void readContent(unsigned char tag, xany& value);
-  // Reads the commonest values (no content, int, long) straight from a memory stream;
-  // false, having read nothing, for the others and when the stream holds too few bytes.
+  // Reads the values of fixed size straight from a memory stream; false, having read
+  // nothing, for the others and when the stream holds too few bytes.
   bool readInPlace(xany& value);
 
   btkIStream* stream_;

@@ -17,8 +17,10 @@
 //                           allocated), each later one the room it adds
 //   other object            kZubDecodeObjectCost
 //   string buffer made      its bytes plus kZubDecodeStringCost, once its bytes have
-//                           been read; a string above 64 KiB is assembled in pieces and
-//                           copied, and costs its bytes twice. Short texts that the
+//                           been read; a string above 64 KiB costs its bytes twice
+//                           (from a stream that is not a memory stream its room
+//                           grows as they arrive, old and new room held at once;
+//                           the same charge from a memory stream). Short texts that the
 //                           reader keeps for reuse cost nothing when they recur, the
 //                           nil string nothing
 //   value read by readAny   sizeof(xany) (for the descriptors that keep what they read)

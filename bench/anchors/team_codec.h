@@ -72,8 +72,8 @@ struct TeamCodec {
     const char* text = name.CastToCString();
     const char* colon = std::strchr(text, ':');
     if (colon == nullptr) throw std::runtime_error("call name without interface");
-    o.iface.assign(text, static_cast<size_t>(colon - text));
-    o.method.assign(colon + 1);
+    o.iface = std::string(text, static_cast<size_t>(colon - text));
+    o.method = std::string(colon + 1, name.GetMBSize() - o.iface.size() - 1);
     const xanysequence* values = call.peekParamValues();
     if (values == nullptr || values->getCount() != 4) throw std::runtime_error("parameters");
     const xany &a = values->itemAt(0), &b = values->itemAt(1), &s = values->itemAt(2),
@@ -84,18 +84,16 @@ struct TeamCodec {
     }
     o.a = a.toInt();
     o.b = b.toLong();
-    o.s.assign(s.stringText(), s.stringSize());
+    o.s = std::string(s.stringText(), s.stringSize());
     xanysequence* list = xanysequence::softcast(v.toObject());
     if (list == nullptr) throw std::runtime_error("list");
-    const int32_t count = list->getCount();
-    o.v.resize(static_cast<size_t>(count));
-    for (int32_t i = 0; i < count; ++i) {
-      const xany& e = list->itemAt(i);
+    o.v.reserve(static_cast<size_t>(list->getCount()));
+    for (const xany& e : *list) {
       // INT32_MIN is the runtime's nil marker of ints: it travels as nil and converts back.
       if (e.getKind() != xany_int && e.getKind() != xany_nil) {
         throw std::runtime_error("list element");
       }
-      o.v[static_cast<size_t>(i)] = e.toInt();
+      o.v.push_back(e.toInt());
     }
   }
 

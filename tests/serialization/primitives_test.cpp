@@ -3,6 +3,7 @@
 #include <string>
 
 #include "s11n_test_util.h"
+#include "test_support/piecewise_streams.h"
 
 namespace {
 
@@ -69,6 +70,13 @@ TEST(StringEncodingTest, SizePrefixAndBytesBothWays) {
     r.d().readString(got);
     EXPECT_EQ(std::string(got.CastToCString(), got.GetMBSize()), c.text);
     EXPECT_TRUE(r.atEnd());
+    // From another stream a large body is read into room that grows as it arrives.
+    jex_test::PiecewiseIStream pieces(expected);
+    zubBinDeserializer general(&pieces);
+    xstring fromPieces;
+    general.readString(fromPieces);
+    EXPECT_EQ(std::string(fromPieces.CastToCString(), fromPieces.GetMBSize()), c.text);
+    EXPECT_EQ(pieces.remaining(), 0u);
   }
   EXPECT_EQ(Hex(Encode([](zubSerializer& s) { s.writeString(xstring()); })), "01 00");
   EXPECT_EQ(Hex(Encode([](zubSerializer& s) { s.writeString(xstring("")); })), "01 00");

@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/sequences.h"
 #include "s11n_test_types.h"
 #include "s11n_test_util.h"
+#include "test_support/piecewise_streams.h"
 
 namespace {
 
@@ -164,6 +167,69 @@ TEST(TaggedValueTest, SequenceElementsAreReadThroughTheVirtualOperations) {
 
 const std::string kStringSeqHeader = Bytes("00 01 0F") + "xstringsequence";
 const std::string kAnySeqHeader = Bytes("00 01 0C") + "xanysequence";
+
+// Every value of the table inside a sequence, long enough to span several of the
+// writer's runs: written into a memory stream (values put together in place), into
+// another stream and by a derived serializer (field by field), the same bytes; read
+// back from a memory stream (values made in the sequence's room), from another stream
+// and by a derived deserializer, the same values, markers turned into nil and uninit.
+TEST(SequenceTypesTest, ValuesInASequenceAreTheSameOnEveryPath) {
+  s11ntest::RegisterTestTypes();
+  struct Derived : zubBinSerializer {
+    using zubBinSerializer::zubBinSerializer;
+  };
+  struct DerivedReader : zubBinDeserializer {
+    using zubBinDeserializer::zubBinDeserializer;
+  };
+  xrchandle<xanysequence> written(xanysequence::create());
+  std::string writtenHex;
+  std::vector<const AnyCase*> read;
+  std::string readHex;
+  for (int round = 0; round < 8; ++round) {
+    for (const AnyCase& c : kTaggedValues) {
+      if (c.written) {
+        written->append(c.value);
+        writtenHex += std::string(" ") + c.hex;
+      }
+      read.push_back(&c);
+      readHex += std::string(" ") + c.hex;
+    }
+  }
+  const auto count = [](size_t n) {
+    const int32_t v = static_cast<int32_t>(n);
+    return std::string(reinterpret_cast<const char*>(&v), sizeof v);
+  };
+  const std::string golden = kAnySeqHeader + count(written->getCount()) + Bytes(writtenHex.c_str());
+  EXPECT_EQ(Hex(Encode([&](zubSerializer& s) { s.writeObject(written.get()); })), Hex(golden));
+  jex_test::PiecewiseOStream pieces;
+  zubBinSerializer(&pieces).writeObject(written.get());
+  EXPECT_EQ(Hex(pieces.bytes), Hex(golden));
+  btkMemOStream derivedOut;
+  Derived(&derivedOut).writeObject(written.get());
+  EXPECT_EQ(Hex(derivedOut.str()), Hex(golden));
+
+  const std::string toRead = kAnySeqHeader + count(read.size()) + Bytes(readHex.c_str());
+  btkMemIStream memory(toRead);
+  jex_test::PiecewiseIStream piecewise(toRead);
+  btkMemIStream derivedIn(toRead);
+  zubBinDeserializer inPlace(&memory);
+  zubBinDeserializer general(&piecewise);
+  DerivedReader derived(&derivedIn);
+  for (zubBinDeserializer* d : {&inPlace, &general, static_cast<zubBinDeserializer*>(&derived)}) {
+    xobject* o = nullptr;
+    d->readObject(o);
+    xrchandle<xobject> owner(o);
+    const xanysequence* values = xanysequence::softcast(o);
+    ASSERT_NE(values, nullptr);
+    ASSERT_EQ(values->getCount(), static_cast<int32_t>(read.size()));
+    for (size_t i = 0; i < read.size(); ++i) {
+      SCOPED_TRACE(read[i]->label);
+      EXPECT_TRUE(values->itemAt(static_cast<int32_t>(i)) == read[i]->value);
+    }
+  }
+  EXPECT_EQ(memory.remaining(), 0u);
+  EXPECT_EQ(piecewise.remaining(), 0u);
+}
 
 // Numbers of every width inside a sequence, whose writer may join a tag and its number.
 TEST(SequenceTypesTest, NumbersInASequence) {
