@@ -6,9 +6,9 @@
 
 #include <string>
 
+#include "calc.jex.h"
 #include "client/jex_client.h"
 #include "client/transport.h"
-#include "examples/calc/calc_types.h"
 #include "messages/jex_call.h"
 #include "messages/jex_response.h"
 #include "messages/jex_serializer.h"

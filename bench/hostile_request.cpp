@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "examples/calc/calc_service.h"
-#include "examples/calc/calc_types.h"
 #include "messages/jex_response.h"
 #include "messages/jex_serializer.h"
 #include "messages/proxy_map.h"

@@ -16,7 +16,6 @@
 
 #include "client/jex_client.h"
 #include "examples/calc/calc_service.h"
-#include "examples/calc/calc_types.h"
 #include "http/http_transport.h"
 #include "messages/proxy_map.h"
 #include "platform/sequences.h"

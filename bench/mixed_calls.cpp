@@ -20,7 +20,6 @@
 
 #include "client/jex_client.h"
 #include "examples/calc/calc_service.h"
-#include "examples/calc/calc_types.h"
 #include "messages/proxy_map.h"
 #include "platform/exceptions.h"
 #include "platform/sequences.h"

@@ -23,7 +23,6 @@
 
 #include "client/jex_client.h"
 #include "examples/calc/calc_service.h"
-#include "examples/calc/calc_types.h"
 #include "messages/jex_call.h"
 #include "messages/jex_serializer.h"
 #include "messages/proxy_map.h"

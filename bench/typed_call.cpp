@@ -1,18 +1,14 @@
-// A typed call against the same call by names: ICalc.add(2, 3) through the proxy generated
-// from examples/host/calc.jex, and through makeCall("ICalc", "add", params), both over the
-// loopback transport to a dispatcher serving the generated skeleton in this process. The
-// same request goes out and the same response comes back; the difference is how the host
-// builds the call and reads the answer.
-//
-// The generated types carry the names of examples/calc's hand-written ones ("ICalc",
-// "CalcError"), so this program uses only the generated ones, for both calls.
+// A typed call against the same call by names: ICalc.add(2, 3) through the generated proxy
+// of examples/calc, and through makeCall("ICalc", "add", params), both over the loopback
+// transport to a dispatcher serving the calculator in this process. The same request goes
+// out and the same response comes back; the difference is how the host builds the call and
+// reads the answer.
 #include <benchmark/benchmark.h>
 
-#include <climits>
 #include <cstdlib>
 
-#include "calc.jex.h"
 #include "client/jex_client.h"
+#include "examples/calc/calc_service.h"
 #include "messages/proxy_map.h"
 #include "platform/exceptions.h"
 #include "platform/sequences.h"
@@ -23,22 +19,6 @@ namespace {
 
 const char kServer[] = "typed-bench";
 
-class Calculator : public ICalcSkeleton {
- public:
-  int32_t add(int32_t a, int32_t b) override {
-    int32_t sum = 0;
-    if (__builtin_add_overflow(a, b, &sum) || sum == INT_MIN) CalcError::Throw("integer overflow");
-    return sum;
-  }
-  int32_t divide(int32_t a, int32_t b) override {
-    if (b == 0) CalcError::Throw("division by zero");
-    return a / b;
-  }
-  void log(const std::string&) override {}
-  xrchandle<ICalcSkeleton> createChild(const std::string&) override { return new Calculator(); }
-  std::string getName() override { return "root"; }
-};
-
 // The root calculator's proxy, bound to kServer, whose calls the dispatcher answers on the
 // calling thread. Made once, with the dispatcher and the client's configuration, for the
 // program's lifetime (never destroyed, so nothing depends on the order of exit).
@@ -46,14 +26,14 @@ ICalcProxy& Root() {
   static ICalcProxy* root = [] {
     calcRegisterTypes();
     auto* dispatcher = new zubJexDispatcher();
-    ICalcSkeleton::serve(*dispatcher, new Calculator(), "calc");
+    calcServe(*dispatcher, new CalcService("root"));
     zubJexConfig config;
     config.setJexTransportFactory(new zubJexLoopbackTransportFactory(*dispatcher));
     zubJexClient::setServerConfig(kServer, config);
     zubJexClient::setServerProxyMap(kServer, new zubJexNoHostObjectsMap());
     zubJexClient* client = zubJexClient::getInstance(kServer);
     auto* proxy = new xrchandle<ICalcProxy>(
-        ICalcProxy::softcast(client->getRootObject("ICalc", "calc").get()));
+        ICalcProxy::softcast(client->getRootObject("ICalc", kCalcRootId).get()));
     zubJexClient::freeInstance(client);
     if (!*proxy) std::abort();
     return proxy->get();

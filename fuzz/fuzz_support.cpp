@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "examples/calc/calc_types.h"
+#include "calc.jex.h"
 #include "support/sequence_types.h"
 
 namespace zubfuzz {

@@ -8,8 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "examples/calc/calc_error.h"
-#include "examples/calc/calc_proxy.h"
+#include "calc.jex.h"
 #include "fuzz_support.h"
 #include "messages/jex_serializer.h"
 #include "platform/memory_streams.h"
@@ -24,7 +23,7 @@ constexpr size_t kLargeString = 100 * 1024;
 zubJEXSerializer* Jex() { return zubJEXSerializer::getInstance(); }
 
 xany Proxy(const char* id) {
-  CalcProxy* proxy = new CalcProxy();
+  ICalcProxy* proxy = new ICalcProxy();
   proxy->identity().setProxyId(id);
   return xany(static_cast<xobject*>(proxy));
 }

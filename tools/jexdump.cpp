@@ -30,7 +30,7 @@
 #include "support/sequence_types.h"
 #include "value_printer.h"
 #ifdef JEXDUMP_WITH_CALC
-#include "examples/calc/calc_types.h"
+#include "calc.jex.h"
 #endif
 
 namespace {

@@ -20,7 +20,6 @@
 #include <string>
 
 #include "examples/calc/calc_service.h"
-#include "examples/calc/calc_types.h"
 #include "platform/exceptions.h"
 #include "server/dispatcher.h"
 #include "server/tcp_server.h"

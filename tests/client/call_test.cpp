@@ -3,7 +3,7 @@
 // seen in the server tests: over TCP a client that waited for an answer would time out.
 #include <mutex>
 
-#include "examples/calc/calc_proxy.h"
+#include "calc.jex.h"
 #include "platform/logging.h"
 #include "test_support/jex_test_support.h"
 
@@ -98,11 +98,11 @@ TEST(ClientRootObject, IsAProxyBoundToTheServerMadeWithoutAnyExchange) {
   zubJexClient* client = server.client();
   xrcunihandle<xobject> root = client->getRootObject("ICalc", "calc-7");
   xrcunihandle<xobject> again = client->getRootObject("ICalc", "");
-  CalcProxy* proxy = CalcProxy::softcast(root.get());
-  ASSERT_TRUE(proxy && CalcProxy::softcast(again.get()));
+  ICalcProxy* proxy = ICalcProxy::softcast(root.get());
+  ASSERT_TRUE(proxy && ICalcProxy::softcast(again.get()));
   EXPECT_EQ(proxy->getServerUrl(), server.name.c_str());
   EXPECT_EQ(proxy->getProxyId(), "calc-7");
-  EXPECT_EQ(CalcProxy::softcast(again.get())->getProxyId(), "");
+  EXPECT_EQ(ICalcProxy::softcast(again.get())->getProxyId(), "");
   EXPECT_EQ(server.script->operationNames(), "");
   zubJexClient* other = server.client();
   EXPECT_NE(other, client);  // in use until it is given back

@@ -23,7 +23,7 @@ struct HttpCalc {
   explicit HttpCalc(zubJexTcpServerOptions options) : root(new CalcService("root")) {
     calcRegisterTypes();
     calcServe(dispatcher, root);
-    zubJexMethodTable methods = calcServiceMethods();
+    zubJexMethodTable methods = ICalcSkeleton::methodTable();
     methods.add("caller", [](xobject*, zubJexCall&) -> xany {
       return xstring(zubJexCurrentCaller().certificateSubject.c_str());
     });

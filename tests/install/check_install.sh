@@ -36,7 +36,7 @@ echo "check_install: the installed programs run from the prefix"
 echo '0107 4A455843616C6C 0104 70696E67 0100 01 01 00 0A' | "$prefix/bin/jexdump" --hex | grep -q 'call "ping"'
 test -f "$prefix/share/doc/zubjex/LICENSE"
 
-echo "check_install: examples/host, generated from its calc.jex, calls the installed server"
+echo "check_install: examples/host, generated from examples/calc/calc.jex, calls the installed server"
 cmake -S examples/host -B "$work/host" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 ninja -C "$work/host" >/dev/null
 # The server runs under timeout, which passes a SIGTERM on and bounds every wait for it.
@@ -60,20 +60,20 @@ if [ "$sum" != 5 ]; then
 fi
 
 echo "check_install: the installed jexcall calls the installed server, jexdump decodes the call"
-sum=$(timeout 30 "$prefix/bin/jexcall" --idl examples/host/calc.jex \
+sum=$(timeout 30 "$prefix/bin/jexcall" --idl examples/calc/calc.jex \
   --dump-request "$work/request" "$address" ICalc.add a=2 b=3 || true)
 if [ "$sum" != 5 ]; then
   echo "check_install: jexcall printed '$sum' instead of 5" >&2
   exit 1
 fi
-dump=$("$prefix/bin/jexdump" --idl examples/host/calc.jex "$work/request")
+dump=$("$prefix/bin/jexdump" --idl examples/calc/calc.jex "$work/request")
 if [[ "$dump" != *'call "ICalc:add"'*'returns: int'*'a = 2'*'b = 3'* ]]; then
   echo "check_install: jexdump of jexcall's request:" >&2
   echo "$dump" >&2
   exit 1
 fi
 status=0
-timeout 30 "$prefix/bin/jexcall" --idl examples/host/calc.jex "$address" ICalc.divide a=1 b=0 \
+timeout 30 "$prefix/bin/jexcall" --idl examples/calc/calc.jex "$address" ICalc.divide a=1 b=0 \
   2>"$work/fault" || status=$?
 if [ "$status" != 1 ] || ! grep -q 'CalcError{message="division by zero"}' "$work/fault"; then
   echo "check_install: jexcall's fault: status $status" >&2

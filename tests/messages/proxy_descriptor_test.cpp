@@ -1,6 +1,6 @@
 // The calls and proxies that a proxy descriptor makes. What a server makes of the calls
 // is seen in the client and server tests.
-#include "examples/calc/calc_proxy.h"
+#include "calc.jex.h"
 #include "serialization/descriptors.h"
 #include "test_support/jex_test_support.h"
 
@@ -64,7 +64,7 @@ TEST(ProxyDescriptorTest, UnknownMethodOrNoTableGivesFalseAndReleasesTheValues) 
   zubJexCall call;
   EXPECT_FALSE(calc->createCall(call, "multiply", params));
   EXPECT_FALSE(calc->createCall(call, nullptr, params));
-  zubBinS11nRttiProxy noTable(&zubSupportCreate<CalcProxy>, &zubSupportCast<CalcProxy>, nullptr);
+  zubBinS11nRttiProxy noTable(&zubSupportCreate<ICalcProxy>, &zubSupportCast<ICalcProxy>, nullptr);
   EXPECT_FALSE(noTable.createCall(call, "add", params));
   EXPECT_EQ(params->refCount(), 1);
   EXPECT_TRUE(call.getName().IsNil());
@@ -72,7 +72,7 @@ TEST(ProxyDescriptorTest, UnknownMethodOrNoTableGivesFalseAndReleasesTheValues) 
 
 TEST(ProxyDescriptorTest, CreateProxyBindsServerAndId) {
   xrcunihandle<xobject> made = calcDescriptor()->createProxy("calc-server", "");
-  CalcProxy* proxy = CalcProxy::softcast(made.get());
+  ICalcProxy* proxy = ICalcProxy::softcast(made.get());
   ASSERT_NE(proxy, nullptr);
   EXPECT_EQ(made->refCount(), 1);
   EXPECT_EQ(proxy->getServerUrl(), "calc-server");
@@ -83,10 +83,10 @@ TEST(ProxyDescriptorTest, CreateProxyBindsServerAndId) {
 TEST(JexProxyTest, CastFindsTheIdentityPartOfProxiesOnly) {
   EXPECT_EQ(zubGetRtti_jexproxy()->getName(), "_s11n_jexproxy");
   EXPECT_EQ(zubS11nCastToJexProxy(values({}).get()), nullptr);
-  xrchandle<CalcProxy> proxy(new CalcProxy());
+  xrchandle<ICalcProxy> proxy(new ICalcProxy());
   EXPECT_EQ(zubS11nCastToJexProxy(proxy.get()), &proxy->identity());
   // An ordinary cast still answers for the proxy's own classes.
-  EXPECT_EQ(proxy->castByRtti(CalcProxy::getClassRtti()), proxy.get());
+  EXPECT_EQ(proxy->castByRtti(ICalcProxy::getClassRtti()), proxy.get());
 }
 
 }  // namespace

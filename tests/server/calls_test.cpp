@@ -1,7 +1,7 @@
 // Calls of every kind through a real client to the calculator, run over the loopback
 // transport and over TCP alike: values, void and one-way calls, objects returned as
 // proxies, and every kind of fault.
-#include "examples/calc/calc_proxy.h"
+#include "calc.jex.h"
 #include "server_test_support.h"
 
 using namespace jex_test;
@@ -52,8 +52,8 @@ TEST_P(CallKinds, ValueAndOneWayCallsReachTheServer) {
 TEST_P(CallKinds, ReturnedServerObjectArrivesAsAProxyBoundToTheServer) {
   xany kid = call("createChild", {"kid"});
   xany other = call("createChild", {"other"});
-  CalcProxy* kidProxy = CalcProxy::softcast(kid.toObject());
-  CalcProxy* otherProxy = CalcProxy::softcast(other.toObject());
+  ICalcProxy* kidProxy = ICalcProxy::softcast(kid.toObject());
+  ICalcProxy* otherProxy = ICalcProxy::softcast(other.toObject());
   ASSERT_TRUE(kidProxy && otherProxy);
   EXPECT_EQ(kidProxy->getServerUrl(), calc->name.c_str());
   EXPECT_FALSE(kidProxy->getProxyId().IsEmpty());
@@ -84,12 +84,13 @@ TEST_P(CallKinds, FailuresArriveAsTheServersExceptionOrAsWordedFaults) {
        },
        "integer overflow"},
       // A parameter of the wrong kind never reaches the conversion that would end the
-      // server process: it is the service's own error.
+      // server process: the skeleton answers with a fault that names it.
       {"parameter of the wrong kind",
        [&] {
          callPrepared("ICalc:add", {{"a", "two"}, {"b", 2}});
        },
-       "invalid parameter a"},
+       "JEX Client Error: zubXSerialization: the parameter a of ICalc:add: expected int, got a "
+       "string."},
       {"unknown object", [&] { call("getName", {proxyOf("nope").get()}); },
        "JEX Client Error: UnknownObject: unknown object nope."},
       {"unknown method", [&] { callPrepared("ICalc:frobnicate", {}); },

@@ -51,7 +51,7 @@ TEST(Dispatcher, OneWayCallThatFailsGetsNoAnswer) {
 
 TEST(Dispatcher, ResultThatCannotBeWrittenBecomesAServerErrorFault) {
   CalcDispatcher calc;
-  zubJexMethodTable methods = calcServiceMethods();
+  zubJexMethodTable methods = ICalcSkeleton::methodTable();
   methods.add("unwritable", [](xobject*, zubJexCall&) -> xany { return new Unwritable(); });
   calc.dispatcher.addInterface("ICalc", methods);
   zubJexResponse answer;

@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "examples/calc/calc_proxy.h"
+#include "calc.jex.h"
 #include "server_test_support.h"
 
 using namespace jex_test;
@@ -157,7 +157,7 @@ TEST(ServerObjectMap, CallOnADroppedObjectIsAnUnknownObjectFaultNamingIt) {
     };
     zubJexResponse created;
     exchange(callBytes("ICalc:createChild", false, {{"name", "kid"}}), created);
-    CalcProxy* kid = CalcProxy::softcast(created.getObject().toObject());
+    ICalcProxy* kid = ICalcProxy::softcast(created.getObject().toObject());
     ASSERT_NE(kid, nullptr) << c.name;
     std::string getName =
         callBytes("ICalc:getName", false, {{"this", xany(static_cast<xobject*>(kid))}});

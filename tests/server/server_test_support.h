@@ -20,7 +20,7 @@ struct CalcDispatcher {
   CalcDispatcher() : root(new CalcService("root")) {
     calcRegisterTypes();
     calcServe(dispatcher, root);
-    zubJexMethodTable methods = calcServiceMethods();
+    zubJexMethodTable methods = ICalcSkeleton::methodTable();
     methods.add("failPlain", [](xobject*, zubJexCall&) -> xany { xthrowException("boom"); });
     methods.add("failStd",
                 [](xobject*, zubJexCall&) -> xany { throw std::runtime_error("bad thing"); });

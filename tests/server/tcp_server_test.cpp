@@ -23,7 +23,7 @@ struct RawClient : AsioClient {
 struct StallingCalc : CalcDispatcher {
   explicit StallingCalc(const zubJexTcpServerOptions& options = zubJexTcpServerOptions())
       : server(dispatcher, options), released(release_.get_future().share()) {
-    zubJexMethodTable methods = calcServiceMethods();
+    zubJexMethodTable methods = ICalcSkeleton::methodTable();
     methods.add("stall", [this](xobject*, zubJexCall&) -> xany {
       ++entered;
       released.wait();

@@ -9,7 +9,7 @@ namespace {
 // The calculator with one more method, "whoami": the caller's certificate subject.
 struct WhoAmICalc : CalcDispatcher {
   explicit WhoAmICalc(const zubJexTcpServerOptions& options) : server(dispatcher, options) {
-    zubJexMethodTable methods = calcServiceMethods();
+    zubJexMethodTable methods = ICalcSkeleton::methodTable();
     methods.add("whoami", [](xobject*, zubJexCall&) -> xany {
       return xstring(zubJexCurrentCaller().certificateSubject.c_str());
     });

@@ -15,9 +15,9 @@
 #include <utility>
 #include <vector>
 
+#include "calc.jex.h"
 #include "client/jex_client.h"
 #include "client/scripted_transport.h"
-#include "examples/calc/calc_types.h"
 #include "messages/jex_call.h"
 #include "messages/jex_response.h"
 #include "messages/jex_serializer.h"

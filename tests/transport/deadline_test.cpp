@@ -219,7 +219,7 @@ TEST(TcpDeadlineConcurrency, EachThreadKeepsItsOwnDeadline) {
   calcRegisterTypes();
   zubJexDispatcher dispatcher;
   calcServe(dispatcher, new CalcService("root"));
-  zubJexMethodTable methods = calcServiceMethods();
+  zubJexMethodTable methods = ICalcSkeleton::methodTable();
   methods.add("slow", [](xobject*, zubJexCall&) -> xany {
     std::this_thread::sleep_for(milliseconds(300));
     return xint(7);
