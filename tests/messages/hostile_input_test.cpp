@@ -1,6 +1,7 @@
 // Readers facing input that no honest writer produces: wrong kinds in sequence fields,
-// messages cut short at every length, random byte mutations. A read either succeeds or
-// raises a zubXSerialization; it never ends the process, leaks, or touches the record.
+// messages cut short at every length (from every kind of stream), random byte mutations. A read
+// either succeeds or raises a zubXSerialization; it never ends the process, leaks, or touches the
+// record.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -9,6 +10,7 @@
 #include "message_fixtures.h"
 #include "platform/memory_streams.h"
 #include "platform/rtti_registry.h"
+#include "test_support/piecewise_streams.h"
 
 namespace {
 
@@ -98,11 +100,23 @@ TEST_F(HostileInputTest, TruncationAtEveryOffsetRaises) {
     SCOPED_TRACE(isCall ? "call" : "response");
     const std::string& message = isCall ? realCall : realResponse;
     for (size_t n = 0; n < message.size(); ++n) {
-      Failure f = Read(isCall, message.substr(0, n));
+      const std::string head = message.substr(0, n);
+      Failure f = Read(isCall, head);
       ASSERT_EQ(f.type, "zubXSerialization") << "length " << n;
       ASSERT_EQ(f.text, isCall ? "failed to read a call" : "failed to read a response")
           << "length " << n;
       ASSERT_EQ(FooProxy::live, 0) << "length " << n;
+      // A stream of another kind, which the reader takes field by field, fails alike.
+      Failure fromPieces = Capture([&] {
+        jex_test::PiecewiseIStream in(head);
+        if (isCall) {
+          Jex()->readCall(&in, call, &map, "srv");
+        } else {
+          Jex()->readResponse(&in, response, &map, "srv");
+        }
+      });
+      ASSERT_EQ(fromPieces.text + " <- " + fromPieces.cause, f.text + " <- " + f.cause)
+          << "length " << n;
     }
   }
   ExpectRecordsUntouched();

@@ -211,28 +211,6 @@ TEST_F(JexSerializerTest, ConcurrentReadersShareTheEncoder) {
   }
 }
 
-// A message cut at any offset fails alike from a memory stream and from a stream of
-// another kind, which the reader takes field by field.
-TEST_F(JexSerializerTest, CutMessagesFailAlikeFromEveryStreamKind) {
-  const std::string proxyCall = Str("JEXCall") + Str("IFoo:link") + kNil +
-                                Seq("xstringsequence", 1) + Str("this") + Seq("xanysequence", 1) +
-                                Bytes({0x0A, 0x00}) + Str("IFoo") + Str("42") + Bytes({0x00, 0x0A});
-  for (const std::string& message : {kAddCall, proxyCall}) {
-    for (size_t cut = 0; cut < message.size(); ++cut) {
-      SCOPED_TRACE(cut);
-      const std::string head = message.substr(0, cut);
-      const Failure fromMemory = ReadCall(head);
-      const Failure fromPieces = Capture([&] {
-        jex_test::PiecewiseIStream in(head);
-        Jex()->readCall(&in, call, &map, "srv");
-      });
-      EXPECT_TRUE(fromMemory.raised);
-      EXPECT_EQ(fromPieces.text, fromMemory.text);
-      EXPECT_EQ(fromPieces.cause, fromMemory.cause);
-    }
-  }
-}
-
 // Every failure is a zubXSerialization naming the operation, with the reason as its
 // cause; the records keep their contents, and nothing is written but an enum's tag.
 TEST_F(JexSerializerTest, FailuresAreWrappedWithTheirCause) {

@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "calc.jex.h"
 #include "s11n_test_types.h"
 #include "s11n_test_util.h"
 #include "serialization/descriptors.h"
@@ -222,17 +221,6 @@ TEST_F(ObjectEncodingTest, ObjectInATaggedValueIsOwnedByTheValue) {
   ASSERT_EQ(got.getKind(), xany_object);
   EXPECT_EQ(got.toObject()->refCount(), 1);
   EXPECT_EQ(IdOf(got.toObject()), 1);
-}
-
-// Without a listener a proxy travels as its type name alone; its identity is the
-// listener's business.
-TEST(CalcTypesTest, ProxyHasNoContentsOfItsOwn) {
-  calcRegisterTypes();
-  zubBinS11nRttiProxy* d = nullptr;
-  ASSERT_TRUE(zubBinS11nRttiGetDescriptor("ICalc")->isProxy(&d));
-  xrcunihandle<xobject> proxy = d->createProxy("server", "7");
-  EXPECT_EQ(Encode([&](zubSerializer& s) { s.writeObject(proxy.get()); }),
-            Bytes("00 01 05") + "ICalc");
 }
 
 }  // namespace
