@@ -162,24 +162,17 @@ std::string ManyOf(const char* type, int count, const std::string& element) {
 
 // The decoding budget seen from the message layer, on calls and responses alike: a
 // message that makes many times its size is refused with the budget as the cause, and
-// the records stay untouched; honest lists of the same length are read.
+// the records stay untouched; an honest list of the same length is read. (Which shapes
+// the budget refuses is the deserializer's test.)
 TEST_F(HostileInputTest, MessagesThatOutgrowTheirBytesAreRefused) {
   const int n = 100000;
-  const std::string nil = Bytes({0x01});
-  const std::string int7 = Bytes({0x02, 7, 0, 0, 0});
-  const std::string emptySeq = Seq("xanysequence", 0);
   const struct {
     const char* name;
     std::string values;
     bool refused;
   } cases[] = {
-      {"nils", ManyOf("xanysequence", n, nil), true},
-      {"empty strings", ManyOf("xanysequence", n, Bytes({0x08, 0x01, 0x00})), true},
-      {"empty sequences", ManyOf("xanysequence", n, emptySeq), true},
-      {"sequences of nils", ManyOf("xanysequence", n / 10, ManyOf("xanysequence", 8, nil)), true},
-      {"ints", ManyOf("xanysequence", n, int7), false},
-      {"one-byte strings", ManyOf("xanysequence", n, Bytes({0x08}) + Str("s")), false},
-      {"sequences of ints", ManyOf("xanysequence", n / 10, ManyOf("xanysequence", 3, int7)), false},
+      {"nils", ManyOf("xanysequence", n, Bytes({0x01})), true},
+      {"ints", ManyOf("xanysequence", n, Bytes({0x02, 7, 0, 0, 0})), false},
   };
   for (const auto& c : cases) {
     for (bool isCall : {true, false}) {
