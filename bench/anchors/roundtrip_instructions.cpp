@@ -84,16 +84,19 @@ int main(int argc, char** argv) {
   const anchors::Call& p = anchors::payload();
   int rc = 2;
   if (std::strcmp(argv[1], "thrift") == 0) {
-    g_thrift_calc.start(std::make_shared<anchors::thr::CalcProcessor>(std::make_shared<CalcHandler>()));
+    g_thrift_calc.start(
+        std::make_shared<anchors::thr::CalcProcessor>(std::make_shared<CalcHandler>()));
     {
       ThriftConn<anchors::thr::CalcClient> c(g_thrift_calc.port);
-      rc = Measure("thrift", [&] { return int64_t{c.client->add(p.a, p.b, p.s, p.v)}; }, n);
+      rc = Measure(
+          "thrift", [&] { return int64_t{c.client->add(p.a, p.b, p.s, p.v)}; }, n);
     }
     g_thrift_calc.stop();
   } else if (std::strcmp(argv[1], "zubjex") == 0) {
     g_team.start();
     TeamClient c(g_team.port());
-    rc = Measure("zubjex", [&] { return c.add(p); }, n);
+    rc = Measure(
+        "zubjex", [&] { return c.add(p); }, n);
     g_team.stop();
   }
   return rc;
