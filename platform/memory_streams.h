@@ -12,10 +12,11 @@
 #include "platform/streams.h"
 
 // Collects written bytes. The buffer grows geometrically and is kept by Clear, so
-// writes of a few bytes allocate nothing once it has grown. Not thread-safe.
+// writes of a few bytes allocate nothing once it has grown. A derived stream may bound
+// the growth (Grow); encoders treat it as a memory stream all the same. Not thread-safe.
 class ZUBPLATFORM_EXPORT btkMemOStream : public btkOStream {
  public:
-  btkMemOStream() = default;
+  btkMemOStream() { SetMemory(); }
   ~btkMemOStream() override;
   btkMemOStream(const btkMemOStream&) = delete;
   btkMemOStream& operator=(const btkMemOStream&) = delete;
@@ -52,21 +53,37 @@ class ZUBPLATFORM_EXPORT btkMemOStream : public btkOStream {
   // Forgets the bytes written; keeps the buffer.
   void Clear() { size_ = 0; }
 
+ protected:
+  // Makes room for `more` bytes behind the end, or raises; Extend calls it when they do
+  // not fit. The default grows the buffer geometrically, without limit; a derived stream
+  // that bounds its size checks the bound and grows with Reserve.
+  virtual void Grow(size_t more);
+  // Reallocates the buffer to `capacity` bytes, at least size(). Raises std::bad_alloc.
+  void Reserve(size_t capacity);
+  size_t capacity() const { return capacity_; }
+  uint8_t* MutableData() { return data_; }
+
  private:
-  void Grow(size_t more);
   uint8_t* data_ = nullptr;
   size_t size_ = 0;
   size_t capacity_ = 0;
 };
 
 // Reads from a byte range that the caller keeps alive and unchanged while the stream
-// is used. A read past the end raises a zubXException "unexpected end of stream" and
-// consumes nothing. Not thread-safe.
+// is used. A read past the end raises a zubXException "unexpected end of stream" (or the
+// text of a derived stream) and consumes nothing. Not thread-safe.
 class ZUBPLATFORM_EXPORT btkMemIStream : public btkIStream {
  public:
   btkMemIStream(const void* data, size_t size)
-      : data_(static_cast<const uint8_t*>(data)), size_(size) {}
+      : data_(static_cast<const uint8_t*>(data)), size_(size) {
+    SetMemory();
+  }
   explicit btkMemIStream(const std::string& bytes) : btkMemIStream(bytes.data(), bytes.size()) {}
+  // For a derived stream whose reads past the end raise `endText` (a literal).
+  btkMemIStream(const void* data, size_t size, const char* endText)
+      : data_(static_cast<const uint8_t*>(data)), size_(size), endText_(endText) {
+    SetMemory();
+  }
 
   size_t Read(void* data, size_t count) final {
     const uint8_t* at = Consume(count);
@@ -95,10 +112,11 @@ class ZUBPLATFORM_EXPORT btkMemIStream : public btkIStream {
   }
 
  private:
-  [[noreturn]] static void ThrowEndOfStream();
+  [[noreturn]] void ThrowEndOfStream() const;
   const uint8_t* data_;
   size_t size_;
   size_t pos_ = 0;
+  const char* endText_ = "unexpected end of stream";
 };
 
 #endif  // ZUBJEX_PLATFORM_MEMORY_STREAMS_H_

@@ -26,9 +26,17 @@ class ZUBPLATFORM_EXPORT btkStreamBase {
   virtual ~btkStreamBase();
   // The stream's serializer settings; never null, owned by the stream.
   btkIOSerializer* GetSerializer() { return &serializer_; }
+  // True for the memory streams (btkMemOStream, btkMemIStream) and classes derived
+  // from them, which encoders read and write in place.
+  bool IsMemory() const { return memory_; }
+
+ protected:
+  // For the memory streams' constructors.
+  void SetMemory() { memory_ = true; }
 
  private:
   btkIOSerializer serializer_;
+  bool memory_ = false;
 };
 
 class ZUBPLATFORM_EXPORT btkOStream : public btkStreamBase {

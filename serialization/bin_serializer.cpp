@@ -99,11 +99,11 @@ inline size_t SharedStringHash(const uint8_t* text, size_t size) {
   return static_cast<size_t>((key * 0x9E3779B1u) >> 25);
 }
 
-// The stream as a memory stream when it is exactly one (cheaper than a dynamic_cast;
-// a class derived from it could not change its final Read or Write anyway), else null.
+// The stream as a memory stream when it is one, also of a derived class (which cannot
+// change the final Read or Write, only bound the growth or name the end), else null.
 template <class Memory, class Stream>
-Memory* ExactlyA(Stream* stream) {
-  return typeid(*stream) == typeid(Memory) ? static_cast<Memory*>(stream) : nullptr;
+Memory* MemoryUnderneath(Stream* stream) {
+  return stream->IsMemory() ? static_cast<Memory*>(stream) : nullptr;
 }
 
 void CheckStreamMode(btkStreamBase* stream) {
@@ -225,7 +225,7 @@ size_t TakeFixedValue(const uint8_t* at, size_t available, Take&& take) {
 // Writing
 
 zubBinSerializer::zubBinSerializer(btkOStream* stream)
-    : stream_(stream), listener_(nullptr), memory_(ExactlyA<btkMemOStream>(stream)) {
+    : stream_(stream), listener_(nullptr), memory_(MemoryUnderneath<btkMemOStream>(stream)) {
   CheckStreamMode(stream_);
 }
 
@@ -399,7 +399,7 @@ void zubBinDeserializer::readReal(double& value) { readPrimitive(value); }
 zubBinDeserializer::zubBinDeserializer(btkIStream* stream, const zubBinDecodeLimits& limits)
     : stream_(stream),
       listener_(nullptr),
-      memory_(ExactlyA<btkMemIStream>(stream)),
+      memory_(MemoryUnderneath<btkMemIStream>(stream)),
       shared_(sharedStrings),
       limits_(limits),
       memoryStart_(memory_ != nullptr ? memory_->position() : 0) {

@@ -119,7 +119,7 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
 
   btkOStream* stream_;
   zubBinSerializerListener* listener_;
-  btkMemOStream* memory_;  // stream_ when it is exactly a memory stream, else null
+  btkMemOStream* memory_;  // stream_ when it is a memory stream (or derives from one), else null
   // The object whose listener call is the latest, and its descriptor.
   const xobject* finished_ = nullptr;
   zubBinS11nRtti* finishedDescriptor_ = nullptr;
@@ -246,7 +246,7 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
 
   btkIStream* stream_;
   zubBinDeserializerListener* listener_;
-  btkMemIStream* memory_;        // stream_ when it is exactly a memory stream, else null
+  btkMemIStream* memory_;  // stream_ when it is a memory stream (or derives from one), else null
   zubSharedStringSlot* shared_;  // this thread's short strings
   zubBinDecodeLimits limits_;
   size_t memoryStart_;            // memory_'s position at construction
