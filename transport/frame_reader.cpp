@@ -103,5 +103,3 @@ void zubJexFrameReader::ensureRoom(size_t needed) {
   buffer_ = std::move(grown);
   capacity_ = capacity;
 }
-
-void zubJexMessageIStream::ThrowEndOfMessage() { zubTcpRaise("unexpected end of message"); }

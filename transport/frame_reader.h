@@ -7,7 +7,7 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/streams.h"
+#include "platform/memory_streams.h"
 #include "transport/channel.h"
 #include "transport/export.h"
 #include "transport/frame.h"
@@ -82,29 +82,13 @@ class ZUBJEX_TCP_EXPORT zubJexFrameReader {
 
 // An input stream over the bytes of one message, which the caller keeps alive and
 // unchanged while the stream is used. A read beyond the message raises a zubXException
-// "unexpected end of message" and consumes nothing. Not thread-safe.
-class ZUBJEX_TCP_EXPORT zubJexMessageIStream : public btkIStream {
+// "unexpected end of message" and consumes nothing. Being a memory stream, it lets the
+// decoder take fields in place. Not thread-safe.
+class ZUBJEX_TCP_EXPORT zubJexMessageIStream : public btkMemIStream {
  public:
-  void reset(const uint8_t* data, size_t size) {
-    data_ = data;
-    size_ = size;
-    pos_ = 0;
-  }
+  zubJexMessageIStream() : btkMemIStream(nullptr, 0, "unexpected end of message") {}
 
-  size_t Read(void* data, size_t count) final {
-    if (count > size_ - pos_) ThrowEndOfMessage();
-    if (count != 0) std::memcpy(data, data_ + pos_, count);
-    pos_ += count;
-    return count;
-  }
-
-  size_t remaining() const { return size_ - pos_; }
-
- private:
-  [[noreturn]] static void ThrowEndOfMessage();
-  const uint8_t* data_ = nullptr;
-  size_t size_ = 0;
-  size_t pos_ = 0;
+  void reset(const uint8_t* data, size_t size) { Reset(data, size); }
 };
 
 #endif  // ZUBJEX_TRANSPORT_FRAME_READER_H_
