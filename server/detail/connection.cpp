@@ -89,23 +89,35 @@ void zubJexConnection::finishExchange() {
 }
 
 void zubJexConnection::armTimer(int timeoutMs) {
-  const uint64_t armed = ++timerArmed_;
-  if (timeoutMs <= 0) {
-    timer_.cancel();
-    return;
-  }
-  timer_.expires_after(std::chrono::milliseconds(timeoutMs));
-  timer_.async_wait([self = shared_from_this(), armed](const boost::system::error_code& error) {
-    if (!error && armed == self->timerArmed_) self->close();
+  if (timeoutMs <= 0) return disarmTimer();
+  deadline_ = Clock::now() + std::chrono::milliseconds(timeoutMs);
+  if (timerWaiting_ && waitEnds_ <= deadline_) return;
+  startTimerWait();
+}
+
+void zubJexConnection::disarmTimer() { deadline_ = Clock::time_point::max(); }
+
+void zubJexConnection::startTimerWait() {
+  const uint64_t wait = ++timerWaits_;
+  timerWaiting_ = true;
+  waitEnds_ = deadline_;
+  timer_.expires_at(deadline_);
+  timer_.async_wait([self = shared_from_this(), wait](const boost::system::error_code& error) {
+    self->onTimerWait(error, wait);
   });
 }
 
-void zubJexConnection::disarmTimer() { armTimer(0); }
+void zubJexConnection::onTimerWait(const boost::system::error_code& error, uint64_t wait) {
+  if (closed_ || wait != timerWaits_) return;
+  timerWaiting_ = false;
+  if (error || deadline_ == Clock::time_point::max()) return;
+  if (Clock::now() >= deadline_) return close();
+  startTimerWait();
+}
 
 void zubJexConnection::close() {
   if (closed_) return;
   closed_ = true;
-  ++timerArmed_;
   timer_.cancel();
   // Ends the operation in progress with an error. Its buffers stay until the connection
   // goes: a TLS operation may still copy into them on its way to the error.

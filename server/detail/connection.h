@@ -66,7 +66,9 @@ class zubJexConnection : public zubJexSlotMember,
   // next request, unless the connection has lost its slot.
   void finishExchange();
   // Closes the connection when `timeoutMs` (zero or less: never) passes before the
-  // next arm or disarm.
+  // next arm or disarm. Cheap when the timer's wait already ends no later than the new
+  // deadline: a wait that ends before its deadline waits again for the rest, so a
+  // steady exchange restarts the timer about once per frame time-out, not per step.
   void armTimer(int timeoutMs);
   void disarmTimer();
   void close();
@@ -84,14 +86,22 @@ class zubJexConnection : public zubJexSlotMember,
   using Timer = boost::asio::basic_waitable_timer<
       std::chrono::steady_clock, boost::asio::wait_traits<std::chrono::steady_clock>, Strand>;
 
+  using Clock = std::chrono::steady_clock;
+
   void onHandshake(const boost::system::error_code& error);
+  // Starts the timer's wait, ending at deadline_; replaces a wait in progress.
+  void startTimerWait();
+  void onTimerWait(const boost::system::error_code& error, uint64_t wait);
 
   Timer timer_;
   zubJexDispatcher& dispatcher_;
   zubJexConnectionSlots& slots_;
   zubJexCaller caller_;
-  const xstring peer_;       // caller_.address, for the dispatcher
-  uint64_t timerArmed_ = 0;  // counts arms, so that a stale expiry is ignored
+  const xstring peer_;                                     // caller_.address, for the dispatcher
+  Clock::time_point deadline_ = Clock::time_point::max();  // max: disarmed
+  bool timerWaiting_ = false;  // a wait of timer_ is in progress, ending at waitEnds_
+  Clock::time_point waitEnds_;
+  uint64_t timerWaits_ = 0;  // counts waits, so that a replaced one is ignored
   zubJexMessageIStream request_;
   std::unique_ptr<btkMemOStream> response_;  // null until the first response
 };

@@ -25,6 +25,10 @@ zubJexServerStream::zubJexServerStream(Socket socket, boost::asio::ssl::context*
     : plain_(socket.get_executor()) {
   if (tls == nullptr) {
     plain_ = std::move(socket);
+    // readAvailable and writeAvailable never wait; the asynchronous operations work
+    // alike on a non-blocking socket.
+    boost::system::error_code ignored;
+    plain_.non_blocking(true, ignored);
   } else {
     tls_.reset(new boost::asio::ssl::stream<Socket>(std::move(socket), *tls));
   }

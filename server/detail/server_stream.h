@@ -44,6 +44,30 @@ class zubJexServerStream {
     plain_.async_write_some(buffers, std::forward<Handler>(handler));
   }
 
+  // What has arrived, read into `buffers` without waiting, on a connection without TLS
+  // (which reads only through async_read_some): the bytes read, or 0 when none are
+  // there yet or with TLS. `error` tells a failure, or eof when the client has closed.
+  // Saves the round through the event loop when the bytes are already there.
+  template <class Buffers>
+  size_t readAvailable(const Buffers& buffers, boost::system::error_code& error) {
+    error = {};
+    if (tls_) return 0;
+    const size_t n = plain_.read_some(buffers, error);
+    if (error == boost::asio::error::would_block) error = {};
+    return n;
+  }
+  // Sends what the socket takes of `buffers` at once, on a connection without TLS: the
+  // bytes sent (0 with TLS, which writes only through async_write_some). `error` tells
+  // a failure.
+  template <class Buffers>
+  size_t writeAvailable(const Buffers& buffers, boost::system::error_code& error) {
+    error = {};
+    if (tls_) return 0;
+    const size_t n = plain_.write_some(buffers, error);
+    if (error == boost::asio::error::would_block) error = {};
+    return n;
+  }
+
   // The client's "host:port", or "?" when the socket no longer knows it.
   std::string peerAddress();
   // The subject (RFC 2253) of the certificate that the client presented in a completed

@@ -25,14 +25,20 @@ void zubJexTcpConnection::onRequestBegun(const boost::system::error_code& error,
 }
 
 void zubJexTcpConnection::readHeader() {
-  if (headerReceived_ < sizeof(header_)) {
-    stream_.async_read_some(
-        boost::asio::buffer(header_ + headerReceived_, sizeof(header_) - headerReceived_),
-        [self = self<zubJexTcpConnection>()](const boost::system::error_code& error,
-                                             size_t received) {
-          self->onHeaderBytes(error, received);
-        });
-    return;
+  while (headerReceived_ < sizeof(header_)) {
+    const auto rest =
+        boost::asio::buffer(header_ + headerReceived_, sizeof(header_) - headerReceived_);
+    boost::system::error_code error;
+    const size_t received = stream_.readAvailable(rest, error);
+    if (error) return close();
+    if (received == 0) {
+      stream_.async_read_some(rest, [self = self<zubJexTcpConnection>()](
+                                        const boost::system::error_code& error, size_t received) {
+        self->onHeaderBytes(error, received);
+      });
+      return;
+    }
+    headerReceived_ += received;
   }
   messageSize_ = zubJexDecodeFrameLength(header_);
   if (messageSize_ > options_.maxFrameSize) return close();
@@ -48,15 +54,24 @@ void zubJexTcpConnection::onHeaderBytes(const boost::system::error_code& error, 
 }
 
 void zubJexTcpConnection::readMessage() {
-  if (messageReceived_ == messageSize_) return serveRequest();
-  buffer_.grow(messageReceived_, 1, messageSize_);
-  // Never beyond the frame: what follows it is the next request, left to the socket.
-  const size_t room = std::min<size_t>(buffer_.capacity(), messageSize_) - messageReceived_;
-  stream_.async_read_some(boost::asio::buffer(buffer_.data() + messageReceived_, room),
-                          [self = self<zubJexTcpConnection>()](
-                              const boost::system::error_code& error, size_t received) {
-                            self->onMessageBytes(error, received);
-                          });
+  while (messageReceived_ < messageSize_) {
+    buffer_.grow(messageReceived_, 1, messageSize_);
+    // Never beyond the frame: what follows it is the next request, left to the socket.
+    const size_t room = std::min<size_t>(buffer_.capacity(), messageSize_) - messageReceived_;
+    const auto rest = boost::asio::buffer(buffer_.data() + messageReceived_, room);
+    boost::system::error_code error;
+    const size_t received = stream_.readAvailable(rest, error);
+    if (error) return close();
+    if (received == 0) {
+      stream_.async_read_some(rest, [self = self<zubJexTcpConnection>()](
+                                        const boost::system::error_code& error, size_t received) {
+        self->onMessageBytes(error, received);
+      });
+      return;
+    }
+    messageReceived_ += received;
+  }
+  serveRequest();
 }
 
 void zubJexTcpConnection::onMessageBytes(const boost::system::error_code& error, size_t received) {
@@ -71,10 +86,18 @@ void zubJexTcpConnection::serveRequest() {
   if (served == kFailed) return close();
   if (served == kOneWay) return finishExchange();
   zubJexEncodeFrameLength(static_cast<uint32_t>(response().size()), responseHeader_);
-  armTimer(options_.writeTimeoutMs);
-  const std::array<boost::asio::const_buffer, 2> frame = {
+  std::array<boost::asio::const_buffer, 2> frame = {
       boost::asio::buffer(responseHeader_),
       boost::asio::buffer(response().data(), response().size())};
+  // A response that the socket takes at once is done without the event loop.
+  boost::system::error_code error;
+  size_t sent = stream_.writeAvailable(frame, error);
+  if (error) return close();
+  if (sent == frame[0].size() + frame[1].size()) return finishExchange();
+  const size_t fromHeader = std::min(sent, frame[0].size());
+  frame[0] += fromHeader;
+  frame[1] += sent - fromHeader;
+  armTimer(options_.writeTimeoutMs);
   boost::asio::async_write(
       stream_, frame,
       [self = self<zubJexTcpConnection>()](const boost::system::error_code& error, size_t) {
