@@ -7,6 +7,7 @@
 //   "Exiting zubJexClient::sendCall"   (once, after the request has gone out)
 //   "Begin response JEX des11n"   "End response JEX des11n"
 //   "** Receive RPC response <response name>"
+#include <string_view>
 #include <utility>
 
 #include "client/jex_client.h"
@@ -33,10 +34,29 @@ void trace(const char* text, const xstring& name) {
   if (traceOn()) btkLogGetOStream(ZUBJEX_LOG_AREA, kTraceLevel) << text << name;
 }
 
-// "Calc:add" -> "add": a name of exactly two colon-separated words compares by its
-// second; any other name compares whole.
-xstring methodPart(const xstring& name) {
-  return name.GetNWords(":") == 2 ? name.GetWord(1, ":") : name;
+// "Calc:add" -> "add": a name of exactly two words (runs of characters other than ':')
+// compares by its second; any other name compares whole. A view into `name`.
+std::string_view methodPart(const xstring& name) {
+  const std::string_view whole(name.CastToCString(), name.GetMBSize());
+  std::string_view second;
+  int words = 0;
+  for (size_t i = 0; i < whole.size();) {
+    if (whole[i] == ':') {
+      ++i;
+      continue;
+    }
+    const size_t start = i;
+    while (i < whole.size() && whole[i] != ':') ++i;
+    if (++words == 2) second = whole.substr(start, i - start);
+  }
+  return words == 2 ? second : whole;
+}
+
+// Whether `answer` is `method` followed by `suffix`.
+bool answers(std::string_view answer, std::string_view method, std::string_view suffix) {
+  return answer.size() == method.size() + suffix.size() &&
+         answer.compare(0, method.size(), method) == 0 &&
+         answer.compare(method.size(), suffix.size(), suffix) == 0;
 }
 
 }  // namespace
@@ -169,12 +189,15 @@ void zubJexClient::recieveVoidResult(const zubJexCall* call) {
 }
 
 void zubJexClient::validateResponse(const zubJexCall* call, const zubJexResponse* response) {
-  xstring callName = methodPart(call->getName());
-  xstring responseName = methodPart(response->getName());
-  if (responseName != callName + "Response" && responseName != callName + "Reply") {
+  // Compared in place: no string is made per call.
+  const xstring& callName = call->getName();
+  const xstring& responseName = response->getName();
+  const std::string_view method = methodPart(callName);
+  const std::string_view answer = methodPart(responseName);
+  if (!answers(answer, method, "Response") && !answers(answer, method, "Reply")) {
     zubJexThrowException(getMessageService(), "zubJEX_INVALID_RESPONSE_NAME");
   }
-  xany value = response->getObject();
+  const xany& value = response->getObject();
   xrtti* returnType = response->getReturnType();
   if (returnType == nullptr) {
     if (!value.isuninit()) {
