@@ -78,7 +78,7 @@ void zubJexDispatcher::addInterface(const std::string& interfaceName, zubJexMeth
 
 void zubJexDispatcher::setRootObject(xobject* object, const std::string& id) {
   if (!objects_.registerObject(id, object)) return;
-  rootIds_[Text(object->getZubTypeName())] = id;
+  rootIds_[Text(object->getZubTypeName())] = xstring(id.c_str(), id.size());
 }
 
 bool zubJexDispatcher::dispatch(btkIStream* request, btkMemOStream& response, const xstring& peer) {
@@ -153,7 +153,7 @@ xrcunihandle<xobject> zubJexDispatcher::findTarget(zubJexCall& call,
   }
   auto root = rootIds_.find(interfaceName);
   xrcunihandle<xobject> target;
-  if (root != rootIds_.end()) target = objects_.findObject(xstring(root->second.c_str()));
+  if (root != rootIds_.end()) target = objects_.findObject(root->second);
   if (!target) {
     zubJexSetFault(response, ZUBJEX_FAULT_UNKNOWN_OBJECT,
                    "no root object of interface " + interfaceName);

@@ -99,7 +99,7 @@ class ZUBJEX_SERVER_EXPORT zubJexDispatcher {
   void writeAnswer(btkMemOStream& out, zubJexResponse& response);
 
   std::unordered_map<std::string, zubJexMethodTable> interfaces_;
-  std::unordered_map<std::string, std::string> rootIds_;  // interface -> object id
+  std::unordered_map<std::string, xstring> rootIds_;  // interface -> object id
   zubJexServerObjectMap objects_;
 };
 
