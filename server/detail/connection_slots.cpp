@@ -16,14 +16,14 @@ bool zubJexConnectionSlots::admit(const std::shared_ptr<zubJexSlotMember>& membe
   std::lock_guard<std::mutex> lock(mutex_);
   if (closed_) return false;
   if (count_ >= max_) {
-    if (waiting_.empty()) return false;
-    evicted = unlinkWaiting(*waiting_.front());
+    if (firstWaiting_ == nullptr) return false;
+    evicted = unlinkWaiting(*firstWaiting_);
     evicted->state_ = zubJexSlotMember::kOut;
     --count_;
   }
   ++count_;
   member->state_ = zubJexSlotMember::kWaiting;
-  member->waitingAt_ = waiting_.insert(waiting_.end(), member);
+  linkWaiting(member);
   return true;
 }
 
@@ -31,7 +31,7 @@ bool zubJexConnectionSlots::startWaiting(const std::shared_ptr<zubJexSlotMember>
   std::lock_guard<std::mutex> lock(mutex_);
   if (member->state_ != zubJexSlotMember::kBusy || closed_) return false;
   member->state_ = zubJexSlotMember::kWaiting;
-  member->waitingAt_ = waiting_.insert(waiting_.end(), member);
+  linkWaiting(member);
   return true;
 }
 
@@ -56,12 +56,12 @@ void zubJexConnectionSlots::release(zubJexSlotMember& member) {
 std::vector<std::shared_ptr<zubJexSlotMember>> zubJexConnectionSlots::close() {
   std::lock_guard<std::mutex> lock(mutex_);
   closed_ = true;
-  std::vector<std::shared_ptr<zubJexSlotMember>> out(waiting_.begin(), waiting_.end());
-  for (const std::shared_ptr<zubJexSlotMember>& member : out) {
-    member->state_ = zubJexSlotMember::kOut;
+  std::vector<std::shared_ptr<zubJexSlotMember>> out;
+  while (firstWaiting_ != nullptr) {
+    firstWaiting_->state_ = zubJexSlotMember::kOut;
+    out.push_back(unlinkWaiting(*firstWaiting_));
     --count_;
   }
-  waiting_.clear();
   return out;
 }
 
@@ -70,8 +70,17 @@ int zubJexConnectionSlots::count() const {
   return count_;
 }
 
+void zubJexConnectionSlots::linkWaiting(const std::shared_ptr<zubJexSlotMember>& member) {
+  member->waitingRef_ = member;
+  member->previous_ = lastWaiting_;
+  member->next_ = nullptr;
+  (lastWaiting_ != nullptr ? lastWaiting_->next_ : firstWaiting_) = member.get();
+  lastWaiting_ = member.get();
+}
+
 std::shared_ptr<zubJexSlotMember> zubJexConnectionSlots::unlinkWaiting(zubJexSlotMember& member) {
-  std::shared_ptr<zubJexSlotMember> unlinked = std::move(*member.waitingAt_);
-  waiting_.erase(member.waitingAt_);
-  return unlinked;
+  (member.previous_ != nullptr ? member.previous_->next_ : firstWaiting_) = member.next_;
+  (member.next_ != nullptr ? member.next_->previous_ : lastWaiting_) = member.previous_;
+  member.previous_ = member.next_ = nullptr;
+  return std::move(member.waitingRef_);
 }

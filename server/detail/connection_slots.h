@@ -4,7 +4,6 @@
 #ifndef ZUBJEX_SERVER_DETAIL_CONNECTION_SLOTS_H_
 #define ZUBJEX_SERVER_DETAIL_CONNECTION_SLOTS_H_
 
-#include <list>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -22,7 +21,10 @@ class zubJexSlotMember {
   friend class zubJexConnectionSlots;
   enum State { kOut, kBusy, kWaiting };
   State state_ = kOut;
-  std::list<std::shared_ptr<zubJexSlotMember>>::iterator waitingAt_;
+  // The waiting list runs through its members, so that waiting allocates nothing.
+  zubJexSlotMember* previous_ = nullptr;
+  zubJexSlotMember* next_ = nullptr;
+  std::shared_ptr<zubJexSlotMember> waitingRef_;  // the list's reference while waiting
 };
 
 // Thread-safe. A member that has lost its slot (to make room, or because the slots
@@ -60,6 +62,8 @@ class zubJexConnectionSlots {
   int count() const;
 
  private:
+  // Puts `member` at the end of the waiting list. The caller holds mutex_.
+  void linkWaiting(const std::shared_ptr<zubJexSlotMember>& member);
   // Takes `member` out of the waiting list and returns the list's reference, which the
   // caller drops only after letting go of mutex_ (it may be the last). The caller holds
   // mutex_.
@@ -70,7 +74,8 @@ class zubJexConnectionSlots {
   mutable std::mutex mutex_;
   bool closed_ = false;
   int count_ = 0;
-  std::list<std::shared_ptr<zubJexSlotMember>> waiting_;  // longest waiting first
+  zubJexSlotMember* firstWaiting_ = nullptr;  // longest waiting first
+  zubJexSlotMember* lastWaiting_ = nullptr;
 };
 
 #endif  // ZUBJEX_SERVER_DETAIL_CONNECTION_SLOTS_H_
