@@ -20,22 +20,34 @@ void* zubSupportProxy::castByRtti(xrttiobject* type) {
   return xobject::castByRtti(type);
 }
 
+zubSupportMethodNames::zubSupportMethodNames(const zubSupportMethod& method)
+    : callName(xstring(method.interfaceName) + ":" + method.methodName), self("this") {
+  const int32_t declared = CountNames(method.paramNames);
+  params.reserve(static_cast<size_t>(declared));
+  for (int32_t i = 0; i < declared; ++i) params.emplace_back(method.paramNames[i]);
+}
+
 void zubSupportFillCall(const zubSupportMethod& method, zubJexCall& call,
                         xrchandle<xanysequence> params) {
-  const xstring callName = xstring(method.interfaceName) + ":" + method.methodName;
-  const int32_t declared = CountNames(method.paramNames);
+  zubSupportFillCall(method, zubSupportMethodNames(method), call, std::move(params));
+}
+
+void zubSupportFillCall(const zubSupportMethod& method, const zubSupportMethodNames& names,
+                        zubJexCall& call, xrchandle<xanysequence> params) {
+  const int32_t declared = static_cast<int32_t>(names.params.size());
   if (params.isNull()) params = xanysequence::create();
   const int32_t given = params->getCount();
   if (given != declared && given != declared + 1) {
-    xthrowException(xstring("invalid parameter count for ") + callName);
+    xthrowException(xstring("invalid parameter count for ") + names.callName);
   }
 
-  xrchandle<xstringsequence> names(xstringsequence::create());
-  if (given == declared + 1) names->append("this");
-  for (int32_t i = 0; i < declared; ++i) names->append(method.paramNames[i]);
+  xrchandle<xstringsequence> paramNames(xstringsequence::create());
+  paramNames->reserve(given);
+  if (given == declared + 1) paramNames->append(names.self);
+  for (const xstring& name : names.params) paramNames->append(name);
 
   xrtti* returnType = method.returnType != nullptr ? method.returnType() : nullptr;
-  call.initialize(callName, returnType, std::move(names), std::move(params),
+  call.initialize(names.callName, returnType, std::move(paramNames), std::move(params),
                   method.oneWay && returnType == nullptr);
 }
 

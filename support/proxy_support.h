@@ -16,6 +16,7 @@
 
 #include <initializer_list>
 #include <utility>
+#include <vector>
 
 #include "messages/jex_call.h"
 #include "messages/jex_proxy.h"
@@ -58,10 +59,29 @@ struct zubSupportMethod {
 ZUBJEX_SUPPORT_EXPORT void zubSupportFillCall(const zubSupportMethod& method, zubJexCall& call,
                                               xrchandle<xanysequence> params);
 
-// The call generator of one method, for a descriptor's method table.
+// The strings that every call of one method carries: its call name
+// "<Interface>:<method>", "this", and the declared parameter names. Made once per
+// method; read-only afterwards, so any number of threads may share it.
+struct ZUBJEX_SUPPORT_EXPORT zubSupportMethodNames {
+  explicit zubSupportMethodNames(const zubSupportMethod& method);
+
+  xstring callName;
+  xstring self;
+  std::vector<xstring> params;
+};
+
+// As above, with the method's strings made beforehand: the call then shares them
+// instead of making its own.
+ZUBJEX_SUPPORT_EXPORT void zubSupportFillCall(const zubSupportMethod& method,
+                                              const zubSupportMethodNames& names, zubJexCall& call,
+                                              xrchandle<xanysequence> params);
+
+// The call generator of one method, for a descriptor's method table. Its strings are
+// made at the first call and kept for the life of the process.
 template <const zubSupportMethod& M>
 void zubSupportGenerateCall(zubJexCall& call, xrchandle<xanysequence> params) {
-  zubSupportFillCall(M, call, std::move(params));
+  static const zubSupportMethodNames* const names = new zubSupportMethodNames(M);
+  zubSupportFillCall(M, *names, call, std::move(params));
 }
 
 // An entry of a method table: the description and its generator.
