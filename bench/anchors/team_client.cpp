@@ -51,22 +51,29 @@ void RegisterTypes() {
   xthrowException(xstring((std::string("invalid parameter ") + name).c_str()));
 }
 
-xany Param(zubJexCall& call, const xstring& name, __xanykind kind) {
-  xany value = call.getParamByName(name);
-  if (value.getKind() != kind) BadParameter(name.CastToCString());
-  return value;
-}
-
 // What the Thrift handler of the harness computes: a + b + s.size() + v.size(). The
-// parameter names are made once, as Thrift's generated reader knows its fields.
+// parameters are taken by position after a check of their names and kinds, as Thrift's
+// generated reader takes its fields by number; the names are made once.
 xany Add(xobject*, zubJexCall& call) {
-  static const xstring kA("a"), kB("b"), kS("s"), kV("v");
-  int64_t a = Param(call, kA, xany_int).toInt();
-  int64_t b = Param(call, kB, xany_long).toLong();
-  int64_t s = Param(call, kS, xany_string).stringSize();
-  xanysequence* v = xanysequence::softcast(Param(call, kV, xany_object).toObject());
+  static const xstring kNames[] = {"a", "b", "s", "v"};
+  static const __xanykind kKinds[] = {xany_int, xany_long, xany_string, xany_object};
+  xrchandle<xstringsequence> names = call.getParamNames();
+  xrchandle<xanysequence> values = call.getParamValues();
+  if (names.isNull() || values.isNull() || names->getCount() != 4 || values->getCount() != 4) {
+    BadParameter("count");
+  }
+  xany p[4];
+  for (int32_t i = 0; i < 4; ++i) {
+    p[i] = values->getAt(i);
+    if (names->getAt(i) != kNames[i] || p[i].getKind() != kKinds[i]) {
+      BadParameter(kNames[i].CastToCString());
+    }
+  }
+  xanysequence* v = xanysequence::softcast(p[3].toObject());
   if (v == nullptr) BadParameter("v");
-  return xint{static_cast<int32_t>(a + b + s + v->getCount())};
+  const int64_t sum = int64_t{p[0].toInt()} + p[1].toLong() +
+                      static_cast<int64_t>(p[2].stringSize()) + v->getCount();
+  return xint{static_cast<int32_t>(sum)};
 }
 
 std::string TextOf(const xrcunihandle<xthrowable>& thrown) {
@@ -120,21 +127,27 @@ int TeamServer::port() const { return state_->server.port(); }
 
 void TeamServer::stop() { state_->server.stop(); }
 
-TeamClient::TeamClient(int port) : server_(zubTcpFormatAddress("127.0.0.1", port)) {}
+TeamClient::TeamClient(int port)
+    : server_(zubTcpFormatAddress("127.0.0.1", port)),
+      v_(xanysequence::create()),
+      params_(xanysequence::create()) {
+  params_->reserve(4);
+}
 
 int64_t TeamClient::add(const anchors::Call& c) {
-  xrchandle<xanysequence> v(xanysequence::create());
-  v->reserve(static_cast<int32_t>(c.v.size()));
-  for (int32_t x : c.v) v->append(xint{x});
-  xrchandle<xanysequence> params(xanysequence::create());
-  params->reserve(4);
-  params->append(xint{c.a});
-  params->append(xlong{c.b});
-  params->append(xstring(c.s.data(), c.s.size()));
-  params->append(xany(static_cast<xobject*>(v.get())));
+  // The sequences are the client's, refilled for every call (the library holds no
+  // reference to them once a call has returned), as a host that calls in a loop would.
+  v_->clear();
+  v_->reserve(static_cast<int32_t>(c.v.size()));
+  for (int32_t x : c.v) v_->append(xint{x});
+  params_->clear();
+  params_->append(xint{c.a});
+  params_->append(xlong{c.b});
+  params_->append(xstring(c.s.data(), c.s.size()));
+  params_->append(xany(static_cast<xobject*>(v_.get())));
   try {
     xany sum = zubJexClient::getInstance(server_.c_str())
-                   ->makeCall(c.iface.c_str(), c.method.c_str(), std::move(params));
+                   ->makeCall(c.iface.c_str(), c.method.c_str(), params_);
     return sum.toInt();
   } catch (xthrowable* t) {
     throw std::runtime_error(TextOf(xadoptThrown(t)));

@@ -13,6 +13,8 @@
 #include <string>
 
 #include "payload.h"
+#include "platform/handles.h"
+#include "platform/sequences.h"
 
 class TeamServer {
  public:
@@ -43,4 +45,6 @@ class TeamClient {
 
  private:
   std::string server_;
+  xrchandle<xanysequence> v_;       // the list parameter, refilled for every call
+  xrchandle<xanysequence> params_;  // the call's parameters, refilled for every call
 };
