@@ -27,6 +27,18 @@ CallName SplitCallName(const xstring& name) {
 
 std::string Text(const xstring& s) { return std::string(s.CastToCString(), s.GetMBSize()); }
 
+// The name of the response to calls of `method`, "<method>Response". The thread keeps
+// the last one it made, so that a thread serving calls of one method makes it once.
+xstring ResponseName(const std::string& method) {
+  thread_local std::string lastMethod;
+  thread_local xstring lastName;
+  if (lastName.IsEmpty() || method != lastMethod) {
+    lastName = xstring((method + "Response").c_str());
+    lastMethod = method;
+  }
+  return lastName;
+}
+
 // The description of a throwable followed by those of its causes, joined by ": ".
 std::string DescribeChain(xthrowable* thrown) {
   zubXException* ex = zubXException::softcast(thrown);
@@ -101,7 +113,7 @@ bool zubJexDispatcher::dispatch(btkIStream* request, btkMemOStream& response, co
 
 void zubJexDispatcher::invoke(zubJexCall& call, zubJexResponse& response) {
   CallName name = SplitCallName(call.getName());
-  response.setName(xstring((name.method + "Response").c_str()));
+  response.setName(ResponseName(name.method));
   xrcunihandle<xobject> target = findTarget(call, name.interfaceName, response);
   if (!target) return;
   std::string typeName = Text(target->getZubTypeName());
