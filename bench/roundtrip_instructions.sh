@@ -15,9 +15,14 @@ ANCHORS=${ANCHORS:-$root/../shared/bench-anchors}
 BUILD=${BUILD:-$root/build-rt-cg}
 N=${N:-2000}
 
-cmake -S "$ANCHORS" -B "$BUILD" -DCMAKE_BUILD_TYPE=Release -DANCHORS_WITH_GRPC=OFF \
-  -DANCHORS_TEAM_DIR="$root/bench/anchors" >/dev/null 2>&1
-cmake --build "$BUILD" -j 2 --target roundtrip_instructions roundtrip_allocations >/dev/null 2>&1
+mkdir -p "$BUILD"
+log="$BUILD/roundtrip_instructions.log"
+if ! { cmake -S "$ANCHORS" -B "$BUILD" -DCMAKE_BUILD_TYPE=Release -DANCHORS_WITH_GRPC=OFF \
+  -DANCHORS_TEAM_DIR="$root/bench/anchors" &&
+  cmake --build "$BUILD" -j 2 --target roundtrip_instructions roundtrip_allocations; } >"$log" 2>&1; then
+  tail -30 "$log" >&2
+  exit 1
+fi
 
 instructions() {  # stack -> instructions per round trip
   local out
