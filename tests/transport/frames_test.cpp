@@ -72,6 +72,37 @@ TEST(FrameOStream, FramesTheMessageWithItsLengthAndRefusesOneAboveTheLimit) {
   EXPECT_EQ(raisedText([&] { out.Write("e", 1); }), "message exceeds the frame limit of 300 bytes");
 }
 
+// The frame streams are memory streams, so the encoder writes and reads them in place:
+// the bytes are those of a plain memory stream, and a cut message still names its end.
+TEST(FrameStreams, CarryTheSameBytesAsAMemoryStreamAndNameTheEndOfTheMessage) {
+  calcRegisterTypes();  // the parameter lists are sequences
+  xrchandle<xanysequence> list = values({xint(1), xany()});
+  zubJexCall call;
+  call.setName("ICalc:add");
+  call.addParam("a", xint(-7));
+  call.addParam("s", xstring("text"));
+  call.addParam("v", xany(static_cast<xobject*>(list.get())));
+  NoHostObjects map;
+  btkMemOStream plain;
+  zubJEXSerializer::getInstance()->writeCall(&plain, call, &map);
+  zubJexFrameOStream out(1024);
+  out.begin();
+  zubJEXSerializer::getInstance()->writeCall(&out, call, &map);
+  EXPECT_TRUE(std::string(reinterpret_cast<const char*>(out.frame()), out.frameSize()) ==
+              framed(plain.str()));
+
+  zubJexMessageIStream in;
+  zubJexCall read;
+  in.reset(plain.data(), plain.size());
+  zubJEXSerializer::getInstance()->readCall(&in, read, &map, "peer");
+  EXPECT_EQ(read.getParamByName("a").toInt(), -7);
+  in.reset(plain.data(), plain.size() - 1);
+  xrcunihandle<xthrowable> cut =
+      raisedBy([&] { zubJEXSerializer::getInstance()->readCall(&in, read, &map, "peer"); });
+  ASSERT_TRUE(cut);
+  EXPECT_EQ(causesOf(cut.get()), "unexpected end of message");
+}
+
 TEST(FrameReader, ReadsPipelinedAndLargeFramesWhole) {
   SocketPair pair;
   std::string big(3 * 1024 * 1024, '\0');  // larger than the socket buffers
