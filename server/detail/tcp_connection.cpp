@@ -24,20 +24,29 @@ void zubJexTcpConnection::onRequestBegun(const boost::system::error_code& error,
   readHeader();
 }
 
+template <void (zubJexTcpConnection::*onBytes)(const boost::system::error_code&, size_t)>
+size_t zubJexTcpConnection::readNowOrWait(const boost::asio::mutable_buffer& rest) {
+  boost::system::error_code error;
+  const size_t received = stream_.readAvailable(rest, error);
+  if (error) {
+    close();
+    return 0;
+  }
+  if (received == 0) {
+    stream_.async_read_some(rest, [self = self<zubJexTcpConnection>()](
+                                      const boost::system::error_code& error, size_t received) {
+      ((*self).*onBytes)(error, received);
+    });
+  }
+  return received;
+}
+
 void zubJexTcpConnection::readHeader() {
   while (headerReceived_ < sizeof(header_)) {
     const auto rest =
         boost::asio::buffer(header_ + headerReceived_, sizeof(header_) - headerReceived_);
-    boost::system::error_code error;
-    const size_t received = stream_.readAvailable(rest, error);
-    if (error) return close();
-    if (received == 0) {
-      stream_.async_read_some(rest, [self = self<zubJexTcpConnection>()](
-                                        const boost::system::error_code& error, size_t received) {
-        self->onHeaderBytes(error, received);
-      });
-      return;
-    }
+    const size_t received = readNowOrWait<&zubJexTcpConnection::onHeaderBytes>(rest);
+    if (received == 0) return;
     headerReceived_ += received;
   }
   messageSize_ = zubJexDecodeFrameLength(header_);
@@ -59,16 +68,8 @@ void zubJexTcpConnection::readMessage() {
     // Never beyond the frame: what follows it is the next request, left to the socket.
     const size_t room = std::min<size_t>(buffer_.capacity(), messageSize_) - messageReceived_;
     const auto rest = boost::asio::buffer(buffer_.data() + messageReceived_, room);
-    boost::system::error_code error;
-    const size_t received = stream_.readAvailable(rest, error);
-    if (error) return close();
-    if (received == 0) {
-      stream_.async_read_some(rest, [self = self<zubJexTcpConnection>()](
-                                        const boost::system::error_code& error, size_t received) {
-        self->onMessageBytes(error, received);
-      });
-      return;
-    }
+    const size_t received = readNowOrWait<&zubJexTcpConnection::onMessageBytes>(rest);
+    if (received == 0) return;
     messageReceived_ += received;
   }
   serveRequest();

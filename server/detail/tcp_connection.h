@@ -25,6 +25,11 @@ class zubJexTcpConnection : public zubJexConnection {
   void onHeaderBytes(const boost::system::error_code& error, size_t received);
   void readMessage();
   void onMessageBytes(const boost::system::error_code& error, size_t received);
+  // Takes what the socket holds for `rest` without waiting and returns how many bytes
+  // came. When none are there it starts a wait whose bytes go to `onBytes`, and returns
+  // 0; on an error it closes the connection and returns 0.
+  template <void (zubJexTcpConnection::*onBytes)(const boost::system::error_code&, size_t)>
+  size_t readNowOrWait(const boost::asio::mutable_buffer& rest);
   void serveRequest();
   void onResponseSent(const boost::system::error_code& error);
 
