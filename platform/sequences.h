@@ -4,6 +4,7 @@
 #ifndef ZUBJEX_PLATFORM_SEQUENCES_H_
 #define ZUBJEX_PLATFORM_SEQUENCES_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -12,6 +13,12 @@
 #include "platform/xany.h"
 #include "platform/xobject.h"
 #include "platform/xstring.h"
+
+// A block for a sequence of `size` bytes (its elements' room included), taken from the
+// thread's kept blocks; raises std::bad_alloc. Given back, whatever its size, with
+// btkGiveSequenceBlock (null is ignored).
+ZUBPLATFORM_EXPORT void* btkTakeSequenceBlock(size_t size);
+ZUBPLATFORM_EXPORT void btkGiveSequenceBlock(void* memory);
 
 // A list of xstrings; type name "xstringsequence".
 class ZUBPLATFORM_EXPORT xstringsequence : public xobject {
@@ -24,8 +31,10 @@ class ZUBPLATFORM_EXPORT xstringsequence : public xobject {
   static xstringsequence* create(int32_t capacity);
   // Provided, so that making one does not first zero its inline storage.
   xstringsequence() {}
+  // Sequences live in blocks that the thread keeps for reuse (platform/block_cache.h).
+  static void* operator new(size_t size) { return btkTakeSequenceBlock(size); }
   // Frees what either create made.
-  static void operator delete(void* memory) { ::operator delete(memory); }
+  static void operator delete(void* memory) { btkGiveSequenceBlock(memory); }
   // The object as a string sequence, or null when it is none (or null).
   static xstringsequence* softcast(xobject* o);
 
@@ -76,7 +85,8 @@ class ZUBPLATFORM_EXPORT xanysequence : public xobject {
   static xanysequence* create() { return new xanysequence(); }
   static xanysequence* create(int32_t capacity);
   xanysequence() {}
-  static void operator delete(void* memory) { ::operator delete(memory); }
+  static void* operator new(size_t size) { return btkTakeSequenceBlock(size); }
+  static void operator delete(void* memory) { btkGiveSequenceBlock(memory); }
   static xanysequence* softcast(xobject* o);
 
   virtual int32_t getCount() const final { return static_cast<int32_t>(items_.size()); }
@@ -102,6 +112,11 @@ class ZUBPLATFORM_EXPORT xanysequence : public xobject {
   void appendInRoom(V&& v) {
     items_.emplaceInRoom(std::forward<V>(v));
   }
+  // For readers that make a run of values at once: the room after the last element,
+  // where the caller makes up to roomFor() - getCount() values in order (placement new),
+  // then counts them as appended with madeInRoom(n).
+  xany* spareRoom() { return items_.spareRoom(); }
+  void madeInRoom(int32_t n) { items_.madeInRoom(static_cast<size_t>(n)); }
   int32_t roomFor() const { return static_cast<int32_t>(items_.capacity()); }
   const xany* begin() const { return items_.begin(); }
   const xany* end() const { return items_.end(); }

@@ -6,8 +6,18 @@
 #define ZUBJEX_PLATFORM_SMALL_VECTOR_H_
 
 #include <cstddef>
+#include <cstdlib>
+#include <cstring>
 #include <new>
+#include <type_traits>
 #include <utility>
+
+// True for element types that may move to other room as plain bytes (nothing points
+// into them, and their moved-from husk needs no destruction); the heap room of such
+// arrays grows with realloc (often in place, else one copy) instead of a move and a
+// destruction per element. Specialized next to the types.
+template <class T>
+struct btkRelocatesAsBytes : std::is_trivially_copyable<T> {};
 
 template <class T, size_t N>
 class btkSmallVector {
@@ -20,7 +30,7 @@ class btkSmallVector {
   btkSmallVector& operator=(const btkSmallVector&) = delete;
   ~btkSmallVector() {
     clear();
-    if (data_ != fixed_) ::operator delete(data_);
+    if (data_ != fixed_) FreeHeap(data_);
   }
 
   size_t size() const { return size_; }
@@ -54,6 +64,11 @@ class btkSmallVector {
     ++size_;
     return *at;
   }
+  // The room after the last element, for callers that make several elements there in
+  // order (placement new, at most capacity() - size()) and then count them with
+  // madeInRoom(n). Until then they are not elements: nothing destroys them.
+  T* spareRoom() { return data_ + size_; }
+  void madeInRoom(size_t n) { size_ += n; }
   size_t capacity() const { return capacity_; }
   const T* begin() const { return data_; }
   const T* end() const { return data_ + size_; }
@@ -67,14 +82,34 @@ class btkSmallVector {
     ++size_;
   }
   void relocate(size_t capacity) {
-    T* fresh = static_cast<T*>(::operator new(capacity * sizeof(T)));
-    for (size_t i = 0; i < size_; ++i) {
-      new (fresh + i) T(std::move(data_[i]));
-      data_[i].~T();
+    if constexpr (btkRelocatesAsBytes<T>::value) {
+      const bool onHeap = data_ != fixed_;
+      void* grown =
+          std::realloc(onHeap ? static_cast<void*>(data_) : nullptr, capacity * sizeof(T));
+      if (grown == nullptr) throw std::bad_alloc();
+      T* fresh = static_cast<T*>(grown);
+      if (!onHeap && size_ != 0) {
+        std::memcpy(static_cast<void*>(fresh), static_cast<void*>(data_), size_ * sizeof(T));
+      }
+      data_ = fresh;
+    } else {
+      T* fresh = static_cast<T*>(::operator new(capacity * sizeof(T)));
+      for (size_t i = 0; i < size_; ++i) {
+        new (fresh + i) T(std::move(data_[i]));
+        data_[i].~T();
+      }
+      if (data_ != fixed_) ::operator delete(data_);
+      data_ = fresh;
     }
-    if (data_ != fixed_) ::operator delete(data_);
-    data_ = fresh;
     capacity_ = capacity;
+  }
+  // Heap room comes from realloc for the types that move as bytes, else from new.
+  static void FreeHeap(T* room) {
+    if constexpr (btkRelocatesAsBytes<T>::value) {
+      std::free(room);
+    } else {
+      ::operator delete(room);
+    }
   }
 
   alignas(T) unsigned char inline_[N * sizeof(T)];

@@ -191,4 +191,9 @@ class ZUBPLATFORM_EXPORT xany {
   } u_;
 };
 
+// An xany is its kind and payload alone (a payload never points into its value): it
+// moves as bytes.
+template <>
+struct btkRelocatesAsBytes<xany> : std::true_type {};
+
 #endif  // ZUBJEX_PLATFORM_XANY_H_

@@ -6,6 +6,7 @@
 #include <ostream>
 #include <string>
 
+#include "platform/block_cache.h"
 #include "platform/streams.h"
 
 namespace {
@@ -68,11 +69,12 @@ bool IsSeparator(char c, const char* separators) {
 
 }  // namespace
 
+// The bytes of a buffer of n bytes of text: header, text and NUL.
+size_t btkStrBuf::BlockSize(size_t n) { return sizeof(btkStrBuf) + n + 1; }
+
 btkStrBuf* btkStrBuf::AllocMB(int32_t n, char** text) {
   if (n < 0) n = 0;
-  void* raw = std::malloc(sizeof(btkStrBuf) + static_cast<size_t>(n) + 1);
-  if (raw == nullptr) throw std::bad_alloc();
-  btkStrBuf* b = new (raw) btkStrBuf();
+  btkStrBuf* b = new (btkBlockTake(BlockSize(static_cast<size_t>(n)))) btkStrBuf();
   b->size_ = static_cast<size_t>(n);
   b->MB()[n] = '\0';
   *text = b->MB();
@@ -82,7 +84,7 @@ btkStrBuf* btkStrBuf::AllocMB(int32_t n, char** text) {
 btkStrBuf* btkStrBuf::ResizeMB(btkStrBuf* b, int32_t n, char** text) {
   if (n < 0) n = 0;
   b->~btkStrBuf();  // the header is made anew in the moved bytes
-  void* raw = std::realloc(b, sizeof(btkStrBuf) + static_cast<size_t>(n) + 1);
+  void* raw = btkBlockResize(b, BlockSize(static_cast<size_t>(n)));
   if (raw == nullptr) {
     std::free(b);
     throw std::bad_alloc();
@@ -95,9 +97,7 @@ btkStrBuf* btkStrBuf::ResizeMB(btkStrBuf* b, int32_t n, char** text) {
 }
 
 btkStrBuf* btkStrBuf::CopyMB(const char* text, size_t n) {
-  void* raw = std::malloc(sizeof(btkStrBuf) + n + 1);
-  if (raw == nullptr) throw std::bad_alloc();
-  btkStrBuf* b = new (raw) btkStrBuf();
+  btkStrBuf* b = new (btkBlockTake(BlockSize(n))) btkStrBuf();
   b->size_ = n;
   if (n > 0) std::memcpy(b->MB(), text, n);
   b->MB()[n] = '\0';
@@ -111,8 +111,9 @@ void btkStrBuf::Unlock() {
     return;
   }
   delete[] wide_.load(std::memory_order_acquire);
+  const size_t block = BlockSize(size_);
   this->~btkStrBuf();
-  std::free(this);
+  btkBlockGive(this, block);
 }
 
 const wchar_t* btkStrBuf::Wide() {

@@ -15,6 +15,7 @@
 #include <iosfwd>
 
 #include "platform/export.h"
+#include "platform/small_vector.h"
 
 class btkOStream;
 
@@ -44,6 +45,7 @@ class ZUBPLATFORM_EXPORT btkStrBuf {
 
  private:
   btkStrBuf() = default;
+  static size_t BlockSize(size_t n);
   std::atomic<int> locks_{1};
   size_t size_ = 0;
   std::atomic<wchar_t*> wide_{nullptr};
@@ -148,6 +150,10 @@ class ZUBPLATFORM_EXPORT xstring {
   }
   btkStrBuf* buf_;
 };
+
+// An xstring is its buffer's pointer alone: it moves as bytes.
+template <>
+struct btkRelocatesAsBytes<xstring> : std::true_type {};
 
 // Drops the lock that a string record holds.
 ZUBPLATFORM_EXPORT void xstrunlock_c(__xstring_c& c);
