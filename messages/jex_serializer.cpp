@@ -68,7 +68,7 @@ void zubJEXSerializer::writeCall(btkOStream* stream, zubJexCall& call, zubJexPro
   WrapFailures("failed to write a call", [&] {
     zubBinSerializer out(stream);
     zubJEXSerializerObjectListener listener(proxyMap);
-    out.registerListener(&listener);
+    out.registerProxyListener(&listener);
     out.writeText(callTag);
     out.writeText(call.peekName());
     out.writeText(ReturnTypeName(call.getReturnType()));
@@ -84,7 +84,7 @@ void zubJEXSerializer::readCall(btkIStream* stream, zubJexCall& call, zubJexProx
   WrapFailures("failed to read a call", [&] {
     zubBinDeserializer in(stream);
     zubJEXDeserializerObjectListener listener(proxyMap, std::move(serverUrl));
-    in.registerListener(&listener);
+    in.registerProxyListener(&listener);
     ReadTag(in, callTag, "invalid call format");
     xstring name;
     in.readString(name);
@@ -107,7 +107,7 @@ void zubJEXSerializer::writeResponse(btkOStream* stream, zubJexResponse& respons
   WrapFailures("failed to write a response", [&] {
     zubBinSerializer out(stream);
     zubJEXSerializerObjectListener listener(proxyMap);
-    out.registerListener(&listener);
+    out.registerProxyListener(&listener);
     out.writeText(responseTag);
     out.writeText(response.peekName());
     const int32_t kind = response.getKind();
@@ -125,7 +125,7 @@ void zubJEXSerializer::readResponse(btkIStream* stream, zubJexResponse& response
   WrapFailures("failed to read a response", [&] {
     zubBinDeserializer in(stream);
     zubJEXDeserializerObjectListener listener(proxyMap, std::move(serverUrl));
-    in.registerListener(&listener);
+    in.registerProxyListener(&listener);
     ReadTag(in, responseTag, "invalid response format");
     xstring name;
     in.readString(name);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <string>
 #include <typeinfo>
 #include <utility>
@@ -79,6 +80,32 @@ inline uint64_t LoadUpTo8(const uint8_t* p, size_t n) {
   }
   return p[0] | (static_cast<uint64_t>(p[n / 2]) << (n / 2 * 8)) |
          (static_cast<uint64_t>(p[n - 1]) << ((n - 1) * 8));
+}
+
+// Copies the n bytes at `from` to `to`; texts of up to 16 bytes (names) with a few
+// overlapping loads and stores instead of a call of memcpy. The same bytes either way.
+inline void CopyText(uint8_t* to, const char* from, size_t n) {
+  if (n > 16) {
+    std::memcpy(to, from, n);
+  } else if (n >= 8) {
+    uint64_t head;
+    uint64_t tail;
+    std::memcpy(&head, from, 8);
+    std::memcpy(&tail, from + n - 8, 8);
+    std::memcpy(to, &head, 8);
+    std::memcpy(to + n - 8, &tail, 8);
+  } else if (n >= 4) {
+    uint32_t head;
+    uint32_t tail;
+    std::memcpy(&head, from, 4);
+    std::memcpy(&tail, from + n - 4, 4);
+    std::memcpy(to, &head, 4);
+    std::memcpy(to + n - 4, &tail, 4);
+  } else if (n > 0) {
+    to[0] = static_cast<uint8_t>(from[0]);
+    to[n / 2] = static_cast<uint8_t>(from[n / 2]);
+    to[n - 1] = static_cast<uint8_t>(from[n - 1]);
+  }
 }
 
 // Whether the n bytes at a and b (n from 1 to 24) are the same.
@@ -257,7 +284,7 @@ void zubBinSerializer::writeSized(const char* text, uint64_t n) {
     uint8_t* at = memory_->Extend(2 + n);
     at[0] = kWidth1;
     at[1] = static_cast<uint8_t>(n);
-    std::memcpy(at + 2, text, n);
+    CopyText(at + 2, text, n);
     return;
   }
   writeSizePrefix(n);
@@ -271,20 +298,25 @@ void zubBinSerializer::writeObject(xobject* object) {
   if (object == nullptr) return;
   zubBinS11nRtti* descriptor = nullptr;
   const zubBinS11nSequenceRtti* sequence = nullptr;
+  bool plain = false;
+  bool isProxy = false;
   if (const zubS11nTypeEntry* type = zubS11nFindType(object)) {
     descriptor = type->descriptor;
     sequence = type->sequence;
+    plain = type->plainSequence;
+    isProxy = type->isProxy;
     writeSized(type->name, type->size);
   } else {
     const xstring typeName = object->getZubTypeName();
     descriptor = DescriptorOrThrow(typeName);
     sequence = dynamic_cast<const zubBinS11nSequenceRtti*>(descriptor);
+    isProxy = descriptor->isProxy(nullptr);
     writeText(typeName);
   }
-  if (sequence == nullptr || !writeElements(sequence->elementKind, object)) {
+  if (sequence == nullptr || !writeElements(sequence->elementKind, object, plain)) {
     descriptor->serialize(this, xrcunihandle<xobject>(object));
   }
-  if (listener_ == nullptr) return;
+  if (listener_ == nullptr || (proxiesOnly_ && !isProxy)) return;
   finished_ = object;
   finishedDescriptor_ = descriptor;
   listener_->onPostObjectWrite(object, this);
@@ -308,16 +340,19 @@ bool zubBinSerializer::writeInPlace(const xany& value) {
   return true;
 }
 
-bool zubBinSerializer::writeElements(zubBinS11nSequenceRtti::ElementKind kind, xobject* object) {
+bool zubBinSerializer::writeElements(zubBinS11nSequenceRtti::ElementKind kind, xobject* object,
+                                     bool plain) {
   if (typeid(*this) != typeid(zubBinSerializer)) return false;
   if (kind == zubBinS11nSequenceRtti::kValueElements) {
-    const xanysequence* seq = xanysequence::softcast(object);
+    const xanysequence* seq =
+        plain ? static_cast<const xanysequence*>(object) : xanysequence::softcast(object);
     if (seq == nullptr) return false;
     writePrimitive(seq->getCount());
     writeValues(seq->begin(), seq->end());
     return true;
   }
-  const xstringsequence* seq = xstringsequence::softcast(object);
+  const xstringsequence* seq =
+      plain ? static_cast<const xstringsequence*>(object) : xstringsequence::softcast(object);
   if (seq == nullptr) return false;
   writePrimitive(seq->getCount());
   for (const xstring& v : *seq) writeText(v);
@@ -576,6 +611,26 @@ bool zubBinDeserializer::readInPlace(xany& value) {
   return true;
 }
 
+// The run is taken with one look at the stream's bytes and one Consume: what saves a
+// temporary value, a call and a bounds check of the stream per element.
+int32_t zubBinDeserializer::takeFixedValues(xanysequence& seq, int32_t most) {
+  const uint8_t* const start = memory_->Peek(0);
+  const uint8_t* at = start;
+  size_t available = memory_->remaining();
+  xany* const room = seq.spareRoom();
+  int32_t made = 0;
+  for (; made < most; ++made) {
+    xany* const to = room + made;
+    const size_t taken = TakeFixedValue(at, available, [to](const auto& v) { new (to) xany(v); });
+    if (taken == 0) break;
+    at += taken;
+    available -= taken;
+  }
+  seq.madeInRoom(made);
+  memory_->Consume(static_cast<size_t>(at - start));
+  return made;
+}
+
 int32_t zubBinDeserializer::readSequenceCount() {
   int32_t count = 0;
   readPrimitive(count);
@@ -586,15 +641,15 @@ int32_t zubBinDeserializer::readSequenceCount() {
 // The sequence is made with room for the first kZubSequenceReserveMax elements; the
 // room grows here rather than in append, so that every growth is charged before it is
 // made. Elements in the room cost nothing more: the room's check covers them.
-template <class Seq, class Element, class ReadOne>
-Seq* zubBinDeserializer::readSequence(int32_t count, ReadOne&& readOne) {
+template <class Seq, class Element, class ReadSome>
+Seq* zubBinDeserializer::readSequence(int32_t count, ReadSome&& readSome) {
   int32_t room = std::min(count, kZubSequenceReserveMax);
   int32_t heapRoom = 0;
   charge(sizeof(Seq) + kZubDecodeAllocationCost + uint64_t{sizeof(Element)} * room);
   Seq* seq = Seq::create(room);
   try {
     for (int32_t i = 0;; room = growRoom<Seq, Element>(*seq, room, heapRoom, count)) {
-      for (; i < room; ++i) readOne(*seq);
+      while (i < room) i += readSome(*seq, room - i);
       if (i == count) break;
     }
   } catch (...) {
@@ -620,26 +675,22 @@ int32_t zubBinDeserializer::growRoom(Seq& seq, int32_t room, int32_t& heapRoom, 
 xobject* zubBinDeserializer::readElements(zubBinS11nSequenceRtti::ElementKind kind) {
   const int32_t count = readSequenceCount();
   if (kind == zubBinS11nSequenceRtti::kValueElements) {
-    // Values of fixed size are made in the sequence's room straight from a memory
-    // stream's bytes (what saves a temporary value and a call per element).
-    return readSequence<xanysequence, xany>(count, [this](xanysequence& seq) {
+    return readSequence<xanysequence, xany>(count, [this](xanysequence& seq, int32_t most) {
       if (memory_ != nullptr) {
-        const size_t taken = TakeFixedValue(memory_->Peek(0), memory_->remaining(),
-                                            [&seq](const auto& v) { seq.appendInRoom(v); });
-        if (taken != 0) {
-          memory_->Consume(taken);
-          return;
-        }
+        const int32_t made = takeFixedValues(seq, most);
+        if (made != 0) return made;
       }
       xany v;
       readTagged<true>(v);
       seq.appendInRoom(std::move(v));
+      return 1;
     });
   }
-  return readSequence<xstringsequence, xstring>(count, [this](xstringsequence& seq) {
+  return readSequence<xstringsequence, xstring>(count, [this](xstringsequence& seq, int32_t) {
     xstring v;
     readText(v);
     seq.appendInRoom(std::move(v));
+    return 1;
   });
 }
 
@@ -675,7 +726,7 @@ void zubBinDeserializer::readObject(xobject*& object) {
     sequence = dynamic_cast<const zubBinS11nSequenceRtti*>(descriptor);
   }
   object = createObject(descriptor, sequence);
-  if (listener_ == nullptr) return;
+  if (listener_ == nullptr || (proxiesOnly_ && object == plainSequence_)) return;
   try {
     listener_->onPostObjectRead(object, this);
   } catch (...) {

@@ -54,7 +54,17 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   explicit zubBinSerializer(btkOStream* stream);
 
   // Replaces the one listener slot; null removes the listener. Borrowed.
-  void registerListener(zubBinSerializerListener* listener) { listener_ = listener; }
+  void registerListener(zubBinSerializerListener* listener) {
+    listener_ = listener;
+    proxiesOnly_ = false;
+  }
+  // As registerListener, for a listener that does nothing after an object whose
+  // descriptor is not a proxy's (the proxy listeners): it is called only after the
+  // others, which saves a call per plain object.
+  void registerProxyListener(zubBinSerializerListener* listener) {
+    listener_ = listener;
+    proxiesOnly_ = true;
+  }
 
   void writeBool(unsigned char value) override;
   void writeByte(signed char value) override;
@@ -111,15 +121,17 @@ class ZUBJEX_EXPORT zubBinSerializer : public zubSerializer {
   // false, having written nothing, for the others.
   bool writeInPlace(const xany& value);
   // The contents of a sequence of that element kind, element by element, when this is
-  // exactly a zubBinSerializer and the object is such a sequence; false, having written
-  // nothing, otherwise.
-  bool writeElements(zubBinS11nSequenceRtti::ElementKind kind, xobject* object);
+  // exactly a zubBinSerializer and the object is such a sequence (`plain`: the object's
+  // type is known to be exactly that sequence class); false, having written nothing,
+  // otherwise.
+  bool writeElements(zubBinS11nSequenceRtti::ElementKind kind, xobject* object, bool plain);
   // The values from `it` to `end`, each as writeValue writes it.
   void writeValues(const xany* it, const xany* end);
 
   btkOStream* stream_;
   zubBinSerializerListener* listener_;
-  btkMemOStream* memory_;  // stream_ when it is a memory stream (or derives from one), else null
+  bool proxiesOnly_ = false;  // listener_ is called only after proxies' objects
+  btkMemOStream* memory_;     // stream_ when it is a memory stream (or derives from one), else null
   // The object whose listener call is the latest, and its descriptor.
   const xobject* finished_ = nullptr;
   zubBinS11nRtti* finishedDescriptor_ = nullptr;
@@ -145,7 +157,17 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   // Replaces the limits; what was charged so far stays charged.
   void setLimits(const zubBinDecodeLimits& limits) { limits_ = limits; }
 
-  void registerListener(zubBinDeserializerListener* listener) { listener_ = listener; }
+  void registerListener(zubBinDeserializerListener* listener) {
+    listener_ = listener;
+    proxiesOnly_ = false;
+  }
+  // As registerListener, for a listener that does nothing after a plain sequence that
+  // this reader made itself (see madePlainSequence; the proxy listeners): it is not
+  // called after those, which saves a call per such sequence.
+  void registerProxyListener(zubBinDeserializerListener* listener) {
+    listener_ = listener;
+    proxiesOnly_ = true;
+  }
 
   void readBool(unsigned char& value) override;
   void readByte(signed char& value) override;
@@ -225,10 +247,15 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   xobject* createObject(zubBinS11nRtti* descriptor, const zubBinS11nSequenceRtti* sequence);
   // A new sequence of that element kind, read element by element.
   xobject* readElements(zubBinS11nSequenceRtti::ElementKind kind);
-  // A new `Seq` of `count` elements, each read and appended in its room by `readOne`
-  // (given the sequence), the room charged as it is made; freed when a read fails.
-  template <class Seq, class Element, class ReadOne>
-  Seq* readSequence(int32_t count, ReadOne&& readOne);
+  // A new `Seq` of `count` elements, read and appended in its room by `readSome` (given
+  // the sequence and the most it may append; it appends at least one and returns how
+  // many), the room charged as it is made; freed when a read fails.
+  template <class Seq, class Element, class ReadSome>
+  Seq* readSequence(int32_t count, ReadSome&& readSome);
+  // Makes in the room of `seq` the values of fixed size that start a memory stream's
+  // unread bytes, at most `most` of them, and consumes their bytes: the number made (0
+  // when the next value is of another kind or not all there).
+  int32_t takeFixedValues(xanysequence& seq, int32_t most);
   // Makes room for more elements of `seq` (which holds `room`, full, of which `heapRoom`
   // on the heap), at most `count` in all; the new room.
   template <class Seq, class Element>
@@ -246,7 +273,8 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
 
   btkIStream* stream_;
   zubBinDeserializerListener* listener_;
-  btkMemIStream* memory_;  // stream_ when it is a memory stream (or derives from one), else null
+  bool proxiesOnly_ = false;  // listener_ is not called after plain sequences
+  btkMemIStream* memory_;     // stream_ when it is a memory stream (or derives from one), else null
   zubSharedStringSlot* shared_;  // this thread's short strings
   zubBinDecodeLimits limits_;
   size_t memoryStart_;            // memory_'s position at construction

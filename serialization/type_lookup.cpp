@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "platform/rtti_registry.h"
+#include "platform/sequences.h"
 
 namespace {
 
@@ -48,8 +49,14 @@ const zubS11nTypeEntry* zubS11nFindType(const xobject* object) {
   slot.name = name.getxstring_c();
   slot.type = type;
   slot.generation = generation;
+  const auto* sequence = dynamic_cast<const zubBinS11nSequenceRtti*>(descriptor);
+  const bool plainSequence =
+      sequence != nullptr &&
+      type == (sequence->elementKind == zubBinS11nSequenceRtti::kValueElements
+                   ? xanysequence::getClassRtti()
+                   : xstringsequence::getClassRtti());
   slot.entry =
       zubS11nTypeEntry{descriptor, slot.name.text, name.GetMBSize(), descriptor->isProxy(nullptr),
-                       dynamic_cast<const zubBinS11nSequenceRtti*>(descriptor)};
+                       sequence,   plainSequence};
   return &slot.entry;
 }

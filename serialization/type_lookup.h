@@ -17,6 +17,9 @@ struct zubS11nTypeEntry {
   size_t size;
   bool isProxy;                            // the descriptor's isProxy(nullptr)
   const zubBinS11nSequenceRtti* sequence;  // the descriptor as a sequence one, or null
+  // The type is exactly the runtime's sequence class of the sequence descriptor's
+  // element kind (xanysequence for values, xstringsequence for strings).
+  bool plainSequence;
 };
 
 // The entry of the type of `object` (not null): the same descriptor and name as

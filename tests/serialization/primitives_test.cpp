@@ -37,9 +37,10 @@ TEST(PrimitiveEncodingTest, PlainValuesKeepTheMarkers) {
   EXPECT_TRUE(r.atEnd());
 }
 
+// Every byte differs from its neighbours, so that a byte copied to the wrong place shows.
 std::string Text(size_t n) {
   std::string s(n, 'x');
-  for (size_t i = 0; i < n; i += 7) s[i] = static_cast<char>('a' + i % 26);
+  for (size_t i = 0; i < n; ++i) s[i] = static_cast<char>('a' + i % 26);
   return s;
 }
 
@@ -53,6 +54,15 @@ TEST(StringEncodingTest, SizePrefixAndBytesBothWays) {
   } cases[] = {
       {"binary bytes", std::string("a\0\xC3\xA9\xFF", 5), "01 05"},
       {"1", Text(1), "01 01"},
+      // Names are copied a few bytes at a time: each size of a piece's edge.
+      {"2", Text(2), "01 02"},
+      {"3", Text(3), "01 03"},
+      {"4", Text(4), "01 04"},
+      {"7", Text(7), "01 07"},
+      {"8", Text(8), "01 08"},
+      {"15", Text(15), "01 0F"},
+      {"16", Text(16), "01 10"},
+      {"17", Text(17), "01 11"},
       {"255", Text(255), "01 FF"},
       {"256", Text(256), "02 00 01"},
       {"65535", Text(65535), "02 FF FF"},
