@@ -41,16 +41,20 @@ template <class Seq>
 xrchandle<Seq> ReadSequence(zubBinDeserializer& in, const char* refusal) {
   xobject* object = nullptr;
   if (!in.readObjectValue(object)) xthrowException(refusal);
-  Seq* seq = Seq::softcast(object);
+  Seq* seq = in.plainSequenceAs<Seq>(object);
+  if (seq == nullptr) seq = Seq::softcast(object);
   if (seq == nullptr) xrcdisposeUnreferenced(object);
   return xrchandle<Seq>(seq);
 }
 
-void WriteByte(btkOStream* stream, unsigned char byte) { stream->Write(&byte, 1); }
+// The fields outside the "bins11n" values (flags, kind, end byte) go straight to the
+// stream, as the serializer writes its own bytes (a memory stream without a virtual
+// call), never through operations that a derived class could change.
+void WriteByte(zubBinSerializer& out, unsigned char byte) { out.zubBinSerializer::writeBool(byte); }
 
-unsigned char ReadByte(btkIStream* stream) {
+unsigned char ReadByte(zubBinDeserializer& in) {
   unsigned char byte = 0;
-  stream->Read(&byte, 1);
+  in.zubBinDeserializer::readBool(byte);
   return byte;
 }
 
@@ -74,8 +78,8 @@ void zubJEXSerializer::writeCall(btkOStream* stream, zubJexCall& call, zubJexPro
     out.writeText(ReturnTypeName(call.getReturnType()));
     out.writeObjectValue(call.peekParamNames());
     out.writeObjectValue(call.peekParamValues());
-    WriteByte(stream, call.getIsAsync() ? 1 : 0);
-    WriteByte(stream, kEndByte);
+    WriteByte(out, call.getIsAsync() ? 1 : 0);
+    WriteByte(out, kEndByte);
   });
 }
 
@@ -91,8 +95,8 @@ void zubJEXSerializer::readCall(btkIStream* stream, zubJexCall& call, zubJexProx
     xrtti* returnType = in.readTypeByName();
     xrchandle<xstringsequence> names = ReadSequence<xstringsequence>(in, "invalid parameter names");
     xrchandle<xanysequence> values = ReadSequence<xanysequence>(in, "invalid parameter values");
-    const unsigned char isAsync = ReadByte(stream);
-    ReadByte(stream);  // the end byte, not examined
+    const unsigned char isAsync = ReadByte(in);
+    ReadByte(in);  // the end byte, not examined
 
     call.setName(std::move(name));
     call.setReturnType(returnType);
@@ -111,12 +115,12 @@ void zubJEXSerializer::writeResponse(btkOStream* stream, zubJexResponse& respons
     out.writeText(responseTag);
     out.writeText(response.peekName());
     const int32_t kind = response.getKind();
-    stream->Write(&kind, sizeof kind);
+    out.zubBinSerializer::writeInt(kind);
     out.writeText(ReturnTypeName(response.getReturnType()));
     out.writeValue(response.getObject());
     out.writeText(response.peekFaultCode());
     out.writeText(response.peekFaultString());
-    WriteByte(stream, kEndByte);
+    WriteByte(out, kEndByte);
   });
 }
 
@@ -130,7 +134,7 @@ void zubJEXSerializer::readResponse(btkIStream* stream, zubJexResponse& response
     xstring name;
     in.readString(name);
     int32_t kind = 0;
-    stream->Read(&kind, sizeof kind);
+    in.zubBinDeserializer::readInt(kind);
     xrtti* returnType = in.readTypeByName();
     xany object;
     in.readValue(object);
@@ -138,7 +142,7 @@ void zubJEXSerializer::readResponse(btkIStream* stream, zubJexResponse& response
     in.readString(faultCode);
     xstring faultString;
     in.readString(faultString);
-    ReadByte(stream);  // the end byte, not examined
+    ReadByte(in);  // the end byte, not examined
 
     response.setName(std::move(name));
     response.setKind(static_cast<zubJexResponseKind>(kind));

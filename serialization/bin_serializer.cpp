@@ -26,6 +26,7 @@ struct zubSharedStringSlot {
   uint64_t descriptorGeneration;
   uint64_t typeGeneration;
   uint64_t size;
+  uint64_t head;  // ShortTextHead of the text
   char text[24];
 };
 
@@ -108,22 +109,24 @@ inline void CopyText(uint8_t* to, const char* from, size_t n) {
   }
 }
 
-// Whether the n bytes at a and b (n from 1 to 24) are the same.
-inline bool SameShortText(const uint8_t* a, const uint8_t* b, size_t n) {
-  if (n < 8) return LoadUpTo8(a, n) == LoadUpTo8(b, n);
-  uint64_t diff =
-      (LoadUpTo8(a, 8) ^ LoadUpTo8(b, 8)) | (LoadUpTo8(a + n - 8, 8) ^ LoadUpTo8(b + n - 8, 8));
+// The first bytes of a short text (1 to 24 bytes), up to 8, as a number: what a slot is
+// found by and compared on first.
+inline uint64_t ShortTextHead(const uint8_t* text, size_t n) {
+  return LoadUpTo8(text, n < 8 ? n : 8);
+}
+
+// Whether the n bytes at a and b (n from 9 to 24) are the same beyond their first 8.
+inline bool SameShortTextTail(const uint8_t* a, const uint8_t* b, size_t n) {
+  uint64_t diff = LoadUpTo8(a + n - 8, 8) ^ LoadUpTo8(b + n - 8, 8);
   if (n > 16) diff |= LoadUpTo8(a + 8, 8) ^ LoadUpTo8(b + 8, 8);
   return diff == 0;
 }
 
-// A cheap spread of short texts (1 to 24 bytes) over the slots: the first, middle and
-// last bytes and the size, mixed by one multiplication. The slot's content decides.
-inline size_t SharedStringHash(const uint8_t* text, size_t size) {
+// A cheap spread of short texts over the slots: their first bytes and their size, mixed
+// by one multiplication. The slot's content decides.
+inline size_t SharedStringHash(uint64_t head, size_t size) {
   static_assert(kSharedStringSlots == 128, "the hash keeps the top 7 bits");
-  const uint32_t key = text[0] | (uint32_t{text[size / 2]} << 8) |
-                       (uint32_t{text[size - 1]} << 16) | (static_cast<uint32_t>(size) << 24);
-  return static_cast<size_t>((key * 0x9E3779B1u) >> 25);
+  return static_cast<size_t>(((head + size) * 0x9E3779B97F4A7C15ull) >> 57);
 }
 
 // The stream as a memory stream when it is one, also of a derived class (which cannot
@@ -369,6 +372,13 @@ void zubBinSerializer::writeValues(const xany* it, const xany* end) {
       const ptrdiff_t run = std::min(end - it, kRun);
       uint8_t* at = memory_->Room(static_cast<size_t>(run) * kFixedValueMax);
       for (const xany* runEnd = it + run; it != runEnd; ++it) {
+        if (it->getKind() == xany_int) {  // the common element, without the switch
+          const xint v = it->toInt();
+          at[0] = static_cast<uint8_t>(xany_int);
+          std::memcpy(at + 1, &v, sizeof v);
+          at += 1 + sizeof v;
+          continue;
+        }
         uint8_t* next = PutFixedValue(at, *it);
         if (next == nullptr) break;
         at = next;
@@ -458,22 +468,23 @@ const uint8_t* zubBinDeserializer::readShortText(uint8_t* local, uint64_t size) 
 zubSharedStringSlot* zubBinDeserializer::readSharedSlot(uint64_t size) {
   uint8_t local[kSharedStringMax];
   const uint8_t* text = readShortText(local, size);
-  zubSharedStringSlot& slot = shared_[SharedStringHash(text, size)];
-  btkStrBuf* buffer = slot.buffer;
-  if (buffer != nullptr && slot.size == size &&
-      SameShortText(reinterpret_cast<const uint8_t*>(slot.text), text, size)) {
+  const uint64_t head = ShortTextHead(text, size);
+  zubSharedStringSlot& slot = shared_[SharedStringHash(head, size)];
+  if (slot.buffer != nullptr && slot.size == size && slot.head == head &&
+      (size <= 8 || SameShortTextTail(reinterpret_cast<const uint8_t*>(slot.text), text, size))) {
     return &slot;
   }
-  return refillSharedSlot(slot, text, size);
+  return refillSharedSlot(slot, text, size, head);
 }
 
 zubSharedStringSlot* zubBinDeserializer::refillSharedSlot(zubSharedStringSlot& slot,
-                                                          const uint8_t* text, uint64_t size) {
+                                                          const uint8_t* text, uint64_t size,
+                                                          uint64_t head) {
   (void)&sharedStringsOwner;  // made with the first buffer the thread keeps
   charge(size + kZubDecodeStringCost);
   btkStrBuf* fresh = btkStrBuf::CopyMB(reinterpret_cast<const char*>(text), size);
   if (slot.buffer != nullptr) slot.buffer->Unlock();
-  slot = zubSharedStringSlot{fresh, nullptr, nullptr, nullptr, 0, 0, size, {}};
+  slot = zubSharedStringSlot{fresh, nullptr, nullptr, nullptr, 0, 0, size, head, {}};
   std::memcpy(slot.text, text, size);
   return &slot;
 }
@@ -590,6 +601,7 @@ xobject* zubBinDeserializer::createObject(zubBinS11nRtti* descriptor,
   if (sequence != nullptr && typeid(*this) == typeid(zubBinDeserializer)) {
     xobject* made = readElements(sequence->elementKind);
     plainSequence_ = made;
+    plainKind_ = sequence->elementKind;
     return made;
   }
   charge(kZubDecodeObjectCost);
@@ -620,6 +632,18 @@ int32_t zubBinDeserializer::takeFixedValues(xanysequence& seq, int32_t most) {
   xany* const room = seq.spareRoom();
   int32_t made = 0;
   for (; made < most; ++made) {
+    // Ints, the common element, in a loop of their own.
+    constexpr size_t kIntBytes = 1 + sizeof(xint);
+    const int32_t ints = static_cast<int32_t>(
+        std::min<size_t>(static_cast<size_t>(most - made), available / kIntBytes));
+    for (const int32_t end = made + ints; made < end && at[0] == xany_int; ++made) {
+      xint v;
+      std::memcpy(&v, at + 1, sizeof v);
+      new (room + made) xany(v);
+      at += kIntBytes;
+      available -= kIntBytes;
+    }
+    if (made == most) break;
     xany* const to = room + made;
     const size_t taken = TakeFixedValue(at, available, [to](const auto& v) { new (to) xany(v); });
     if (taken == 0) break;

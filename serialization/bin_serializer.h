@@ -14,6 +14,7 @@
 #define ZUBJEX_SERIALIZATION_BIN_SERIALIZER_H_
 
 #include <cstdint>
+#include <type_traits>
 
 #include "platform/memory_streams.h"
 #include "platform/streams.h"
@@ -190,6 +191,16 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   // For the listener called after `object` was read: true when this reader made it
   // itself as a plain xstringsequence or xanysequence, which is never a proxy.
   bool madePlainSequence(const xobject* object) const { return object == plainSequence_; }
+  // `object` as a `Seq` (xanysequence or xstringsequence) when this reader made it
+  // itself as exactly that class; null otherwise (then cast it the general way). Saves
+  // the walk of a softcast for the sequences that the reader makes.
+  template <class Seq>
+  Seq* plainSequenceAs(xobject* object) const {
+    constexpr auto kind = std::is_same<Seq, xanysequence>::value
+                              ? zubBinS11nSequenceRtti::kValueElements
+                              : zubBinS11nSequenceRtti::kStringElements;
+    return object == plainSequence_ && plainKind_ == kind ? static_cast<Seq*>(object) : nullptr;
+  }
   // Reads a tagged value that should hold an object, as readValue does: true with the
   // object (null for nil; no reference of its own, as readObject gives it) for the kinds
   // nil and object, false (and null) for any other kind, whose value is read and dropped.
@@ -239,7 +250,7 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   zubSharedStringSlot* readSharedSlot(uint64_t size);
   // The miss of readSharedSlot, out of its way: `slot` made to keep `text`.
   zubSharedStringSlot* refillSharedSlot(zubSharedStringSlot& slot, const uint8_t* text,
-                                        uint64_t size);
+                                        uint64_t size, uint64_t head);
   // Reads a text of 1 to 24 bytes as a copy of the one this thread keeps for it.
   void readSharedString(xstring& s, uint64_t size);
   // A new object read by its descriptor; a sequence descriptor's elements are read here,
@@ -282,6 +293,7 @@ class ZUBJEX_EXPORT zubBinDeserializer : public zubDeserializer {
   uint64_t charged_ = 0;          // against the decoding budget
   int depth_ = 0;
   const xobject* plainSequence_ = nullptr;  // the latest sequence made in place
+  zubBinS11nSequenceRtti::ElementKind plainKind_ = zubBinS11nSequenceRtti::kValueElements;
 };
 
 #endif  // ZUBJEX_SERIALIZATION_BIN_SERIALIZER_H_

@@ -189,6 +189,15 @@ TEST(SequenceTypesTest, ValuesInASequenceAreTheSameOnEveryPath) {
       readHex += std::string(" ") + c.hex;
     }
   }
+  // A run of ints, which both sides take in a loop of their own, longer than a run of
+  // the writer's and than the reader's first room.
+  for (int i = 0; i < 100; ++i) {
+    const AnyCase& c = kTaggedValues[2 + i % 2];
+    written->append(c.value);
+    writtenHex += std::string(" ") + c.hex;
+    read.push_back(&c);
+    readHex += std::string(" ") + c.hex;
+  }
   const auto count = [](size_t n) {
     const int32_t v = static_cast<int32_t>(n);
     return std::string(reinterpret_cast<const char*>(&v), sizeof v);
