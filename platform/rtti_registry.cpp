@@ -19,9 +19,12 @@ struct Entry {
 struct Registry {
   std::shared_mutex mutex;  // guards entries
   std::map<std::string, Entry, std::less<>> entries;
-  // Bumped under the exclusive lock by every change; voids every cached answer.
-  std::atomic<uint64_t> generation{1};
 };
+
+// Bumped under the registry's exclusive lock by every change; voids every cached
+// answer. Outside the registry, so that reading it (for every object written or read)
+// needs no check that the registry was made.
+std::atomic<uint64_t> registryGeneration{1};
 
 Registry& TheRegistry() {
   static Registry* registry = new Registry();  // never freed: lookups may run at exit
@@ -62,15 +65,15 @@ void* CachedLookup(const char* typeName, const char* key, Find find) {
                       (name.empty() ? 0 : name.back() * 7 + name[name.size() / 2]) + k.size() +
                       forType;
   CachedAnswer& slot = cache[hash % kCacheSlots];
-  if (slot.generation == r.generation.load(std::memory_order_acquire) && slot.forType == forType &&
-      slot.nameSize == name.size() && slot.keySize == k.size() &&
+  if (slot.generation == registryGeneration.load(std::memory_order_acquire) &&
+      slot.forType == forType && slot.nameSize == name.size() && slot.keySize == k.size() &&
       std::memcmp(slot.name, name.data(), name.size()) == 0 &&
       std::memcmp(slot.key, k.data(), k.size()) == 0) {
     return slot.answer;
   }
   std::shared_lock<std::shared_mutex> lock(r.mutex);
   void* answer = find(r);
-  slot.generation = r.generation.load(std::memory_order_relaxed);  // stable under the lock
+  slot.generation = registryGeneration.load(std::memory_order_relaxed);  // stable under the lock
   slot.answer = answer;
   slot.forType = forType;
   slot.nameSize = static_cast<uint8_t>(name.size());
@@ -88,7 +91,7 @@ void zubRttiRegister(xrtti* type) {
   Registry& r = TheRegistry();
   std::unique_lock<std::shared_mutex> lock(r.mutex);
   r.entries[name.CastToCString()].type = type;
-  r.generation.fetch_add(1, std::memory_order_release);
+  registryGeneration.fetch_add(1, std::memory_order_release);
 }
 
 void zubRttiSetUserData(const char* typeName, const char* key, void* data) {
@@ -101,7 +104,7 @@ void zubRttiSetUserData(const char* typeName, const char* key, void* data) {
   } else {
     e.userData[key] = data;
   }
-  r.generation.fetch_add(1, std::memory_order_release);
+  registryGeneration.fetch_add(1, std::memory_order_release);
 }
 
 void* zubRttiGetUserData(const char* typeName, const char* key) {
@@ -114,7 +117,7 @@ void* zubRttiGetUserData(const char* typeName, const char* key) {
   });
 }
 
-uint64_t zubRttiGeneration() { return TheRegistry().generation.load(std::memory_order_acquire); }
+uint64_t zubRttiGeneration() { return registryGeneration.load(std::memory_order_acquire); }
 
 xrtti* zubRttiGetFromMap(const char* typeName) {
   if (typeName == nullptr) return nullptr;
