@@ -7,6 +7,7 @@
 #include "messages/jex_proxy.h"
 #include "platform/exceptions.h"
 #include "platform/sequences.h"
+#include "value_printer.h"
 
 namespace {
 
@@ -61,22 +62,7 @@ std::string PrintObject(xobject* object) {
 
 }  // namespace
 
-std::string JsonString(const std::string& s) {
-  std::string out = "\"";
-  for (unsigned char c : s) {
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += static_cast<char>(c);
-    } else if (c < 0x20 || c == 0x7F) {
-      char hex[8];
-      std::snprintf(hex, sizeof hex, "\\u%04X", c);
-      out += hex;
-    } else {
-      out += static_cast<char>(c);
-    }
-  }
-  return out + "\"";
-}
+std::string JsonString(const std::string& s) { return QuoteBytes(s.data(), s.size(), "\\u%04X"); }
 
 std::string PrintJson(const xany& value) {
   switch (value.getKind()) {

@@ -51,23 +51,27 @@ std::string PrintObject(xobject* object) {
 
 }  // namespace
 
-std::string Quote(const xstring& s) {
-  if (s.IsNil()) return "nil";
+std::string QuoteBytes(const char* text, size_t size, const char* controlFormat) {
   std::string out = "\"";
-  for (const char* p = s.CastToCString(); p < s.CastToCString() + s.GetMBSize(); ++p) {
+  for (const char* p = text; p < text + size; ++p) {
     unsigned char c = static_cast<unsigned char>(*p);
     if (c == '"' || c == '\\') {
       out += '\\';
       out += static_cast<char>(c);
     } else if (c < 0x20 || c == 0x7F) {
       char hex[8];
-      std::snprintf(hex, sizeof hex, "\\x%02X", c);
+      std::snprintf(hex, sizeof hex, controlFormat, c);
       out += hex;
     } else {
       out += static_cast<char>(c);
     }
   }
   return out + "\"";
+}
+
+std::string Quote(const xstring& s) {
+  if (s.IsNil()) return "nil";
+  return QuoteBytes(s.CastToCString(), s.GetMBSize(), "\\x%02X");
 }
 
 std::string PrintValue(const xany& value) {

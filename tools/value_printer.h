@@ -15,4 +15,8 @@ std::string PrintValue(const xany& value);
 // Escapes a narrow string for printing inside double quotes.
 std::string Quote(const xstring& s);
 
+// `size` bytes of `text` in double quotes, with '"' and '\\' escaped by a backslash and each
+// control byte by `controlFormat` (a printf format taking the byte, e.g. "\\x%02X").
+std::string QuoteBytes(const char* text, size_t size, const char* controlFormat);
+
 #endif  // ZUBJEX_TOOLS_VALUE_PRINTER_H_
